@@ -1,0 +1,39 @@
+# make demo: install what is missing, build, run the tour.
+# make check: install what is missing, build (warnings as errors, UBSan), run every test.
+BUILD ?= build
+DEPS = g++ cmake ninja-build libmpfr-dev libgmp-dev libflint-dev libflint-arb-dev libgc-dev \
+       libgtest-dev libbenchmark-dev libedit-dev python3-mpmath
+CMAKE_FLAGS ?= -DQUARN_WERROR=ON -DQUARN_UBSAN=ON
+
+.PHONY: all deps configure build check demo bench clean
+
+all: build
+
+deps:
+	@missing=""; for p in $(DEPS); do dpkg -s $$p >/dev/null 2>&1 || missing="$$missing $$p"; done; \
+	if [ -n "$$missing" ]; then \
+	  echo "installing:$$missing"; \
+	  apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $$missing; \
+	fi
+
+configure: deps
+	@[ -f $(BUILD)/build.ninja ] || cmake -S . -B $(BUILD) -G Ninja $(CMAKE_FLAGS)
+
+build: configure
+	cmake --build $(BUILD) -j2
+
+check: build
+	ctest --test-dir $(BUILD) --output-on-failure -j2
+
+demo: build
+	@if [ -x $(BUILD)/bin/quarn ] && [ -f examples/tour.q ]; then \
+	  $(BUILD)/bin/quarn examples/tour.q; else $(BUILD)/bin/demo; fi
+
+# Benchmarks build without the sanitizer, optimised.
+bench: deps
+	@[ -f build-bench/build.ninja ] || cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release
+	cmake --build build-bench -j2
+	bash bench/run_memory.sh build-bench
+
+clean:
+	rm -rf $(BUILD) build-bench

@@ -1,0 +1,109 @@
+// Object layout of the host heap, shared by the host's sources only.
+//
+// A heap object is an array of 8-byte words from the collector. Word 0 is the
+// header: its first 32-bit word holds the tag (top 6 bits) and the length in
+// words, header included (low 26 bits); the second 32-bit word is per kind
+// (a float's digits, a string's byte count, a big integer's sign and size).
+// Objects whose words hold handles are allocated scanned; floats, strings and
+// big integers hold no handles and are allocated atomic.
+#ifndef QUARN_PLATFORM_HOST_INTERNAL_H
+#define QUARN_PLATFORM_HOST_INTERNAL_H
+
+#include <gmp.h>
+#include <mpfr.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "platform/host/host.h"
+#include "platform/host/quarnc.h"
+
+namespace quarn::host {
+
+struct Header {
+  uint32_t word;  // tag << 26 | length
+  uint32_t aux;
+};
+static_assert(sizeof(Header) == 8, "the header is one word");
+
+constexpr uint32_t kLengthMask = (1u << 26) - 1;
+
+inline bool IsImmediate(HostObject h) { return (reinterpret_cast<uintptr_t>(h) & 1) != 0; }
+inline Header* HeaderOf(HostObject h) { return reinterpret_cast<Header*>(h); }
+inline uint32_t HeapTag(HostObject h) { return HeaderOf(h)->word >> 26; }
+inline uint32_t HeapLength(HostObject h) { return HeaderOf(h)->word & kLengthMask; }
+inline HostObject* Words(HostObject h) { return reinterpret_cast<HostObject*>(h); }
+
+// Immediate integers hold 62-bit signed values.
+constexpr long kImmediateMax = (1L << 61) - 1;
+constexpr long kImmediateMin = -(1L << 61);
+inline HostObject Immediate(long n) {
+  return reinterpret_cast<HostObject>((static_cast<uintptr_t>(n) << 1) | 1);
+}
+inline long ImmediateValue(HostObject h) { return static_cast<long>(reinterpret_cast<intptr_t>(h)) >> 1; }
+
+// Allocation. Length counts words, header included.
+HostObject AllocObject(uint32_t tag, uint32_t length);         // scanned, slots zeroed
+HostObject AllocAtomicObject(uint32_t tag, uint32_t length);   // not scanned
+void* AllocScanned(size_t bytes);
+void* AllocAtomic(size_t bytes);
+
+inline bool IsTag(HostObject h, uint32_t tag) {
+  return h != nullptr && !IsImmediate(h) && HeapTag(h) == tag;
+}
+
+// Floats: [header (aux = digits), __mpfr_struct, limbs...]; the struct's limb
+// pointer points into the same object.
+struct FloatBody {
+  Header header;
+  __mpfr_struct mp;
+  mp_limb_t limbs[1];
+};
+
+// Big integers: [header (aux = limb count), limbs...]; the sign is the tag.
+// Values that fit an immediate are always immediate.
+inline mp_limb_t* BigLimbs(HostObject h) { return reinterpret_cast<mp_limb_t*>(Words(h) + 1); }
+inline uint32_t BigSize(HostObject h) { return HeaderOf(h)->aux; }
+
+// Strings: [header (aux = byte count), bytes..., NUL].
+inline char* StringBytes(HostObject h) { return reinterpret_cast<char*>(Words(h) + 1); }
+
+// Names: [header, value or null, text (a string object)].
+enum { kNameValue = 1, kNameText = 2, kNameLength = 3 };
+
+// Procedures: [header, native function, data, printed text (a string)].
+enum { kProcFn = 1, kProcData = 2, kProcText = 3, kProcLength = 4 };
+
+// Tables: [header, TableBody*]; the body is scanned memory.
+struct TableBody {
+  size_t count;
+  size_t capacity;      // a power of two, or 0
+  HostObject* keys;     // capacity slots, null when empty
+  HostObject* values;
+};
+inline TableBody* TableOf(HostObject t) { return reinterpret_cast<TableBody*>(Words(t)[1]); }
+
+// rtables: [header, RTableBody*]; the body is scanned memory. A rectangular
+// rtable keeps its elements in data (scanned for data types 0 and 1, atomic
+// otherwise); a sparse one keeps assigned elements in a host table keyed by
+// the list of indices, element objects as values.
+struct RTableBody {
+  RTableSettingsRecord settings;
+  int bounds[2 * RTABLE_MAX_DIMENSIONS];
+  size_t num_elements;
+  void* data;
+  HostObject sparse;
+};
+inline RTableBody* RTableOf(HostObject rt) { return reinterpret_cast<RTableBody*>(Words(rt)[1]); }
+
+// The state a kernel handle stands for lives in statics of the host library;
+// these are the pieces the sources share.
+HostObject MathConstantPi();
+void InitNames();
+void InitRandom();
+void InitKernelTable(QKernel kv);
+
+}  // namespace quarn::host
+
+#endif
