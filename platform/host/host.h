@@ -90,7 +90,8 @@ HostObject Mul(HostObject a, HostObject b);
 HostObject Div(HostObject a, HostObject b);
 HostObject Pow(HostObject a, HostObject b);
 HostObject Neg(HostObject a);
-// Numeric order: -1, 0, 1; raises when either side is not a real number.
+// Numeric order: -1, 0, 1, or 2 when unordered (an undefined float); raises
+// when either side is not a real number.
 int Compare(HostObject a, HostObject b);
 // Structural equality (numbers by value, names by identity).
 bool Equal(HostObject a, HostObject b);
@@ -105,7 +106,7 @@ bool EvalfFunction(const std::string& name, mpfr_ptr x);
 
 // --------------------------------------------------------------- names
 HostObject Name(const std::string& text);
-const std::string& NameText(HostObject name);
+std::string NameText(HostObject name);
 HostObject NameValue(HostObject name);   // null when unassigned
 bool IsAssigned(HostObject name);
 // Assigns (value null unassigns); returns the previous value or null.

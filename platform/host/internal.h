@@ -103,7 +103,22 @@ HostObject MathConstantPi();
 void InitNames();
 void InitRandom();
 void InitKernelTable(QKernel kv);
+void InitEvalf();
 
 }  // namespace quarn::host
 
+
+
+namespace quarn::host {
+// Sets the fast working-precision globals (the Digits name is kept by names.cpp).
+void SetWorkingPrecision(long digits);
+// Real numbers (integers, rationals, floats) to MPFR, rounded to out's precision.
+bool ToMpfr(HostObject h, mpfr_ptr out);
+// Exact numbers (integers, rationals) to GMP rationals.
+bool ToMpq(HostObject h, mpq_ptr out);
+HostObject FromMpq(mpq_srcptr q);
+bool IsExact(HostObject h);       // integer or rational
+bool IsReal(HostObject h);        // integer, rational or float
+bool IsFloatObject(HostObject h);
+}  // namespace quarn::host
 #endif

@@ -1,0 +1,411 @@
+// Numbers of the host: immediate and big integers, rationals, software floats
+// and complex numbers, with the arithmetic the shell and the library use.
+// Exact operands give exact results; a float operand makes the result a float
+// at the working precision; anything that is not a number gives an
+// unevaluated call of the operator.
+#include <cassert>
+#include <cmath>
+
+#include "platform/host/internal.h"
+
+namespace quarn::host {
+
+namespace {
+
+long g_digits = 10;
+mpfr_prec_t g_bits = 0;
+
+// Scoped GMP values, cleared on every path (errors unwind through them).
+struct Mpz {
+  mpz_t v;
+  Mpz() { mpz_init(v); }
+  ~Mpz() { mpz_clear(v); }
+};
+struct Mpq {
+  mpq_t v;
+  Mpq() { mpq_init(v); }
+  ~Mpq() { mpq_clear(v); }
+};
+struct Mpfr {
+  mpfr_t v;
+  explicit Mpfr(mpfr_prec_t bits) { mpfr_init2(v, bits); }
+  ~Mpfr() { mpfr_clear(v); }
+};
+
+HostObject Operator(const char* op, HostObject a, HostObject b) {
+  return b == nullptr ? MakeFunction(Name(op), {a}) : MakeFunction(Name(op), {a, b});
+}
+
+}  // namespace
+
+// ------------------------------------------------------------ precision
+
+mpfr_prec_t BitsForDigits(long digits) {
+  // ceil(digits * log2(10)) plus a guard so that D printed digits are right.
+  return static_cast<mpfr_prec_t>(std::ceil(static_cast<double>(digits) * 3.321928094887362)) + 8;
+}
+
+void SetWorkingPrecision(long digits) {
+  g_digits = digits;
+  g_bits = BitsForDigits(digits);
+}
+
+long WorkingDigits() { return g_digits; }
+mpfr_prec_t WorkingBits() {
+  if (g_bits == 0) g_bits = BitsForDigits(g_digits);
+  return g_bits;
+}
+
+// ------------------------------------------------------------- integers
+
+HostObject MakeInteger(long n) {
+  if (n >= kImmediateMin && n <= kImmediateMax) return Immediate(n);
+  Mpz z;
+  mpz_set_si(z.v, n);
+  return MakeIntegerFromMpz(z.v);
+}
+
+HostObject MakeIntegerFromMpz(mpz_srcptr z) {
+  if (mpz_fits_slong_p(z)) {
+    long n = mpz_get_si(z);
+    if (n >= kImmediateMin && n <= kImmediateMax) return Immediate(n);
+  }
+  size_t limbs = mpz_size(z);
+  HostObject h = AllocAtomicObject(mpz_sgn(z) < 0 ? kTagIntNeg : kTagIntPos, static_cast<uint32_t>(1 + limbs));
+  HeaderOf(h)->aux = static_cast<uint32_t>(limbs);
+  const mp_limb_t* src = mpz_limbs_read(z);
+  std::memcpy(BigLimbs(h), src, limbs * sizeof(mp_limb_t));
+  return h;
+}
+
+HostObject MakeIntegerFromString(const std::string& digits) {
+  Mpz z;
+  if (mpz_set_str(z.v, digits.c_str(), 10) != 0) Raise("invalid integer literal: " + digits);
+  return MakeIntegerFromMpz(z.v);
+}
+
+void IntegerToMpz(HostObject h, mpz_ptr out) {
+  if (IsImmediate(h)) {
+    mpz_set_si(out, ImmediateValue(h));
+    return;
+  }
+  assert(IsTag(h, kTagIntPos) || IsTag(h, kTagIntNeg));
+  mpz_t view;
+  mpz_roinit_n(view, BigLimbs(h), static_cast<mp_size_t>(BigSize(h)));
+  mpz_set(out, view);
+  if (HeapTag(h) == kTagIntNeg) mpz_neg(out, out);
+}
+
+bool IntegerToLong(HostObject h, long* out) {
+  if (IsImmediate(h)) {
+    *out = ImmediateValue(h);
+    return true;
+  }
+  Mpz z;
+  IntegerToMpz(h, z.v);
+  if (!mpz_fits_slong_p(z.v)) return false;
+  *out = mpz_get_si(z.v);
+  return true;
+}
+
+// ------------------------------------------------------------ rationals
+
+bool IsExact(HostObject h) {
+  if (h == nullptr) return false;
+  if (IsImmediate(h)) return true;
+  uint32_t t = HeapTag(h);
+  return t == kTagIntPos || t == kTagIntNeg || t == kTagRational;
+}
+
+bool IsFloatObject(HostObject h) { return IsTag(h, kTagFloat); }
+
+bool IsReal(HostObject h) { return IsExact(h) || IsFloatObject(h); }
+
+bool ToMpq(HostObject h, mpq_ptr out) {
+  if (!IsExact(h)) return false;
+  if (IsTag(h, kTagRational)) {
+    IntegerToMpz(Words(h)[1], mpq_numref(out));
+    IntegerToMpz(Words(h)[2], mpq_denref(out));
+  } else {
+    IntegerToMpz(h, mpq_numref(out));
+    mpz_set_ui(mpq_denref(out), 1);
+  }
+  return true;
+}
+
+HostObject FromMpq(mpq_srcptr q) {
+  HostObject num = MakeIntegerFromMpz(mpq_numref(q));
+  if (mpz_cmp_ui(mpq_denref(q), 1) == 0) return num;
+  HostObject den = MakeIntegerFromMpz(mpq_denref(q));
+  HostObject r = AllocObject(kTagRational, 3);
+  Words(r)[1] = num;
+  Words(r)[2] = den;
+  return r;
+}
+
+HostObject MakeRational(HostObject num, HostObject den) {
+  Mpq a, b;
+  if (!ToMpq(num, a.v) || !ToMpq(den, b.v)) return Div(num, den);
+  if (mpq_sgn(b.v) == 0) Raise("numeric exception: division by zero");
+  mpq_div(a.v, a.v, b.v);
+  return FromMpq(a.v);
+}
+
+// -------------------------------------------------------------- complex
+
+HostObject MakeComplex(HostObject re, HostObject im) {
+  if (IsExact(im) && IsZero(im)) return re;
+  HostObject c = AllocObject(kTagComplex, 3);
+  Words(c)[1] = re;
+  Words(c)[2] = im;
+  return c;
+}
+
+HostObject ComplexRe(HostObject h) { return IsTag(h, kTagComplex) ? Words(h)[1] : h; }
+HostObject ComplexIm(HostObject h) { return IsTag(h, kTagComplex) ? Words(h)[2] : Immediate(0); }
+
+// --------------------------------------------------------------- floats
+
+HostObject NewFloat(mpfr_prec_t bits, long digits) {
+  size_t limbs = static_cast<size_t>((bits + GMP_NUMB_BITS - 1) / GMP_NUMB_BITS);
+  size_t words = (offsetof(FloatBody, limbs) + limbs * sizeof(mp_limb_t) + 7) / 8;
+  HostObject h = AllocAtomicObject(kTagFloat, static_cast<uint32_t>(words));
+  auto* body = reinterpret_cast<FloatBody*>(h);
+  body->header.aux = static_cast<uint32_t>(digits);
+  mpfr_custom_init_set(&body->mp, MPFR_ZERO_KIND, 0, bits, body->limbs);
+  return h;
+}
+
+mpfr_ptr FloatMpfr(HostObject f) {
+  assert(IsFloatObject(f));
+  return &reinterpret_cast<FloatBody*>(f)->mp;
+}
+
+long FloatDigits(HostObject f) { return static_cast<long>(HeaderOf(f)->aux); }
+
+HostObject MakeFloat(double d) {
+  HostObject f = NewFloat(WorkingBits(), WorkingDigits());
+  mpfr_set_d(FloatMpfr(f), d, MPFR_RNDN);
+  return f;
+}
+
+HostObject MakeFloatFromMpfr(mpfr_srcptr x, long digits) {
+  HostObject f = NewFloat(BitsForDigits(digits), digits);
+  mpfr_set(FloatMpfr(f), x, MPFR_RNDN);
+  return f;
+}
+
+HostObject ParseFloat(const std::string& text) {
+  HostObject f = NewFloat(WorkingBits(), WorkingDigits());
+  if (mpfr_set_str(FloatMpfr(f), text.c_str(), 10, MPFR_RNDN) != 0) Raise("invalid float literal: " + text);
+  return f;
+}
+
+HostObject FloatUndefined() {
+  HostObject f = NewFloat(WorkingBits(), WorkingDigits());
+  mpfr_set_nan(FloatMpfr(f));
+  return f;
+}
+
+HostObject FloatInfinity(int sign) {
+  HostObject f = NewFloat(WorkingBits(), WorkingDigits());
+  mpfr_set_inf(FloatMpfr(f), sign < 0 ? -1 : 1);
+  return f;
+}
+
+bool ToMpfr(HostObject h, mpfr_ptr out) {
+  if (IsFloatObject(h)) {
+    mpfr_set(out, FloatMpfr(h), MPFR_RNDN);
+    return true;
+  }
+  if (IsImmediate(h)) {
+    mpfr_set_si(out, ImmediateValue(h), MPFR_RNDN);
+    return true;
+  }
+  if (!IsExact(h)) return false;
+  Mpq q;
+  ToMpq(h, q.v);
+  mpfr_set_q(out, q.v, MPFR_RNDN);
+  return true;
+}
+
+// ----------------------------------------------------------- arithmetic
+
+namespace {
+
+enum class Op { Add, Sub, Mul, Div };
+
+bool IsNumber(HostObject h) { return IsReal(h) || IsTag(h, kTagComplex); }
+
+HostObject FloatOp(Op op, HostObject a, HostObject b) {
+  Mpfr x(WorkingBits()), y(WorkingBits());
+  ToMpfr(a, x.v);
+  ToMpfr(b, y.v);
+  HostObject r = NewFloat(WorkingBits(), WorkingDigits());
+  mpfr_ptr z = FloatMpfr(r);
+  switch (op) {
+    case Op::Add: mpfr_add(z, x.v, y.v, MPFR_RNDN); break;
+    case Op::Sub: mpfr_sub(z, x.v, y.v, MPFR_RNDN); break;
+    case Op::Mul: mpfr_mul(z, x.v, y.v, MPFR_RNDN); break;
+    case Op::Div: mpfr_div(z, x.v, y.v, MPFR_RNDN); break;
+  }
+  return r;
+}
+
+HostObject ExactOp(Op op, HostObject a, HostObject b) {
+  if (IsImmediate(a) && IsImmediate(b) && op != Op::Div) {
+    long x = ImmediateValue(a), y = ImmediateValue(b), r;
+    bool overflow = op == Op::Add   ? __builtin_add_overflow(x, y, &r)
+                    : op == Op::Sub ? __builtin_sub_overflow(x, y, &r)
+                                    : __builtin_mul_overflow(x, y, &r);
+    if (!overflow) return MakeInteger(r);
+  }
+  Mpq x, y;
+  ToMpq(a, x.v);
+  ToMpq(b, y.v);
+  switch (op) {
+    case Op::Add: mpq_add(x.v, x.v, y.v); break;
+    case Op::Sub: mpq_sub(x.v, x.v, y.v); break;
+    case Op::Mul: mpq_mul(x.v, x.v, y.v); break;
+    case Op::Div:
+      if (mpq_sgn(y.v) == 0) Raise("numeric exception: division by zero");
+      mpq_div(x.v, x.v, y.v);
+      break;
+  }
+  return FromMpq(x.v);
+}
+
+HostObject ComplexOp(Op op, HostObject a, HostObject b) {
+  HostObject ar = ComplexRe(a), ai = ComplexIm(a), br = ComplexRe(b), bi = ComplexIm(b);
+  switch (op) {
+    case Op::Add: return MakeComplex(Add(ar, br), Add(ai, bi));
+    case Op::Sub: return MakeComplex(Sub(ar, br), Sub(ai, bi));
+    case Op::Mul: return MakeComplex(Sub(Mul(ar, br), Mul(ai, bi)), Add(Mul(ar, bi), Mul(ai, br)));
+    case Op::Div: {
+      HostObject den = Add(Mul(br, br), Mul(bi, bi));
+      return MakeComplex(Div(Add(Mul(ar, br), Mul(ai, bi)), den), Div(Sub(Mul(ai, br), Mul(ar, bi)), den));
+    }
+  }
+  return nullptr;
+}
+
+HostObject Arith(Op op, HostObject a, HostObject b) {
+  if (IsExact(a) && IsExact(b)) return ExactOp(op, a, b);
+  if (IsReal(a) && IsReal(b)) {
+    if (op == Op::Div && IsExact(b) && IsZero(b)) Raise("numeric exception: division by zero");
+    return FloatOp(op, a, b);
+  }
+  if (IsNumber(a) && IsNumber(b)) return ComplexOp(op, a, b);
+  // Symbolic: keep the identities that make printed results readable.
+  bool a0 = IsExact(a) && IsZero(a), b0 = IsExact(b) && IsZero(b);
+  switch (op) {
+    case Op::Add:
+      if (a0) return b;
+      if (b0) return a;
+      return Operator("+", a, b);
+    case Op::Sub:
+      if (b0) return a;
+      if (a0) return Neg(b);
+      return Operator("-", a, b);
+    case Op::Mul:
+      if (IsExact(a) && Equal(a, Immediate(1))) return b;
+      if (IsExact(b) && Equal(b, Immediate(1))) return a;
+      return Operator("*", a, b);
+    case Op::Div:
+      if (b0) Raise("numeric exception: division by zero");
+      if (IsExact(b) && Equal(b, Immediate(1))) return a;
+      return Operator("/", a, b);
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+HostObject Add(HostObject a, HostObject b) { return Arith(Op::Add, a, b); }
+HostObject Sub(HostObject a, HostObject b) { return Arith(Op::Sub, a, b); }
+HostObject Mul(HostObject a, HostObject b) { return Arith(Op::Mul, a, b); }
+HostObject Div(HostObject a, HostObject b) { return Arith(Op::Div, a, b); }
+
+HostObject Neg(HostObject a) {
+  if (IsExact(a)) return ExactOp(Op::Sub, Immediate(0), a);
+  if (IsFloatObject(a)) {
+    HostObject r = NewFloat(mpfr_get_prec(FloatMpfr(a)), FloatDigits(a));
+    mpfr_neg(FloatMpfr(r), FloatMpfr(a), MPFR_RNDN);
+    return r;
+  }
+  if (IsTag(a, kTagComplex)) return MakeComplex(Neg(ComplexRe(a)), Neg(ComplexIm(a)));
+  return Operator("-", a, nullptr);
+}
+
+HostObject Pow(HostObject a, HostObject b) {
+  long e;
+  bool small_int = IsExact(b) && !IsTag(b, kTagRational) && IntegerToLong(b, &e) && std::labs(e) <= 1000000;
+  if (IsExact(a) && small_int) {
+    Mpq q;
+    ToMpq(a, q.v);
+    if (e < 0) {
+      if (mpq_sgn(q.v) == 0) Raise("numeric exception: division by zero");
+      mpq_inv(q.v, q.v);
+    }
+    unsigned long n = static_cast<unsigned long>(std::labs(e));
+    mpz_pow_ui(mpq_numref(q.v), mpq_numref(q.v), n);
+    mpz_pow_ui(mpq_denref(q.v), mpq_denref(q.v), n);
+    return FromMpq(q.v);
+  }
+  if (IsReal(a) && IsReal(b) && (IsFloatObject(a) || IsFloatObject(b))) {
+    Mpfr x(WorkingBits()), y(WorkingBits());
+    ToMpfr(a, x.v);
+    ToMpfr(b, y.v);
+    HostObject r = NewFloat(WorkingBits(), WorkingDigits());
+    mpfr_pow(FloatMpfr(r), x.v, y.v, MPFR_RNDN);
+    return r;
+  }
+  if (IsTag(a, kTagComplex) && small_int && e >= 0 && e <= 64) {
+    HostObject r = Immediate(1);
+    for (long i = 0; i < e; ++i) r = Mul(r, a);
+    return r;
+  }
+  if (small_int && e == 1) return a;
+  if (small_int && e == 0) return Immediate(1);
+  return Operator("^", a, b);
+}
+
+int Compare(HostObject a, HostObject b) {
+  if (!IsReal(a) || !IsReal(b)) Raise("cannot determine if this expression is true or false: %1 < %2", a, b);
+  if (IsImmediate(a) && IsImmediate(b)) {
+    long x = ImmediateValue(a), y = ImmediateValue(b);
+    return x < y ? -1 : (x > y ? 1 : 0);
+  }
+  if (IsExact(a) && IsExact(b)) {
+    Mpq x, y;
+    ToMpq(a, x.v);
+    ToMpq(b, y.v);
+    int c = mpq_cmp(x.v, y.v);
+    return c < 0 ? -1 : (c > 0 ? 1 : 0);
+  }
+  if (IsFloatObject(a) && mpfr_nan_p(FloatMpfr(a))) return 2;
+  if (IsFloatObject(b) && mpfr_nan_p(FloatMpfr(b))) return 2;
+  int c;
+  if (IsFloatObject(a) && IsFloatObject(b)) {
+    c = mpfr_cmp(FloatMpfr(a), FloatMpfr(b));
+  } else if (IsFloatObject(a)) {
+    Mpq q;
+    ToMpq(b, q.v);
+    c = mpfr_cmp_q(FloatMpfr(a), q.v);
+  } else {
+    Mpq q;
+    ToMpq(a, q.v);
+    c = -mpfr_cmp_q(FloatMpfr(b), q.v);
+  }
+  return c < 0 ? -1 : (c > 0 ? 1 : 0);
+}
+
+bool IsZero(HostObject h) {
+  if (IsImmediate(h)) return ImmediateValue(h) == 0;
+  if (IsFloatObject(h)) return mpfr_zero_p(FloatMpfr(h));
+  return false;  // big integers and rationals are never zero
+}
+
+}  // namespace quarn::host
+
+extern "C" HostObject QuarnNumericAdd(QKernel, HostObject a, HostObject b) { return quarn::host::Add(a, b); }

@@ -1,0 +1,193 @@
+// Data samples and the output vectors of random samples.
+#include "stats/frame/sample.h"
+
+#include <cassert>
+#include <cstring>
+
+namespace quarnstats {
+
+namespace {
+
+size_t ElementBytes(int data_type) {
+  switch (data_type) {
+    case RTABLE_DAG: return sizeof(HostObject);
+    case RTABLE_CXDAG: return 2 * sizeof(HostObject);
+    case RTABLE_INTEGER8: return 1;
+    case RTABLE_INTEGER16: return 2;
+    case RTABLE_INTEGER32: return 4;
+    case RTABLE_INTEGER64: return 8;
+    case RTABLE_FLOAT64: return 8;
+    case RTABLE_COMPLEX: return 16;
+    case RTABLE_FLOAT32: return 4;
+    default: return 0;
+  }
+}
+
+[[noreturn]] void RaiseElement(QKernel kv, HostObject element) {
+  QuarnRaiseError1(kv, "unable to evaluate %1 to floating-point", element);
+}
+
+// One source element as a float, by the source's data type.
+QuarnFloat ConvertElement(QKernel kv, int data_type, const RTableData& e) {
+  switch (data_type) {
+    case RTABLE_DAG: {
+      if (IsSoftwareFloat(e.dag)) return FloatFromHost(e.dag);
+      QuarnFloat x;
+      if (!TryHostToFloat(e.dag, &x)) RaiseElement(kv, e.dag);
+      return x;
+    }
+    case RTABLE_CXDAG:
+      if (IsQuarnUnnamedZero(kv, e.cxdag.im) && IsQuarnNumeric(kv, e.cxdag.re)) return FloatFromHost(e.cxdag.re);
+      RaiseElement(kv, ToQuarnComplexFloat(kv, e.cxdag.re, e.cxdag.im));
+    case RTABLE_INTEGER8: return QuarnFloat(static_cast<double>(e.int8));
+    case RTABLE_INTEGER16: return QuarnFloat(static_cast<double>(e.int16));
+    case RTABLE_INTEGER32: return QuarnFloat(static_cast<double>(e.int32));
+    case RTABLE_INTEGER64: return QuarnFloat(static_cast<double>(e.int64));
+    case RTABLE_FLOAT64: return QuarnFloat(e.float64);
+    case RTABLE_COMPLEX:
+      if (e.complex.im == 0.0) return QuarnFloat(e.complex.re);
+      RaiseElement(kv, ToQuarnComplex(kv, e.complex.re, e.complex.im));
+    case RTABLE_FLOAT32: return QuarnFloat(static_cast<double>(e.float32));
+    default: assert(false && "callers skip unknown data types"); return QuarnFloat();
+  }
+}
+
+}  // namespace
+
+size_t RTableSize(QKernel kv, HostObject rt) {
+  long lo = RTableLowerBound(kv, rt, 1), hi = RTableUpperBound(kv, rt, 1);
+  return hi >= lo ? static_cast<size_t>(hi - lo + 1) : 0;
+}
+
+_SampleVector::_SampleVector(QKernel kv, HostObject rtable) : source_(rtable), kv_(kv) {
+  if (!IsQuarnRTable(kv, rtable)) QuarnRaiseError1(kv, "invalid data sample, expected: rtable, received %1", rtable);
+  size_ = RTableSize(kv, rtable);
+  if (size_ == 0) return;
+  RTableSettingsRecord rts;
+  RTableGetSettings(kv, &rts, rtable);
+  if (rts.storage == RTABLE_RECT && rts.data_type == RTABLE_DAG &&
+      rts.element_type_name == ToQuarnName(kv, "sfloat", 1)) {
+    float_table_ = rtable;
+    data_ = static_cast<QuarnFloat*>(RTableDataBlock(kv, rtable));
+    return;
+  }
+  ConvertToFloatArray();
+}
+
+_SampleVector::~_SampleVector() {
+  if (float_table_ != nullptr && float_table_ != source_) QuarnGcAllow(kv_, float_table_);
+}
+
+void _SampleVector::ConvertToFloatArray() {
+  if (float_table_ != nullptr && float_table_ != source_) QuarnGcAllow(kv_, float_table_);
+  RTableSettingsRecord copy;
+  RTableGetDefaults(kv_, &copy);
+  copy.num_dimensions = 1;
+  copy.storage = RTABLE_RECT;
+  copy.data_type = RTABLE_DAG;
+  copy.element_type_name = ToQuarnName(kv_, "sfloat", 1);
+  int bounds[2] = {0, static_cast<int>(size_) - 1};
+  float_table_ = RTableCreate(kv_, &copy, nullptr, bounds);
+  QuarnGcProtect(kv_, float_table_);
+  auto* out = static_cast<QuarnFloat*>(RTableDataBlock(kv_, float_table_));
+  data_ = out;
+
+  RTableSettingsRecord rts;
+  RTableGetSettings(kv_, &rts, source_);
+  size_t bytes = ElementBytes(rts.data_type);
+  if (bytes == 0) return;  // unknown data type: the copy keeps what the host put there
+  const auto* block = rts.storage == RTABLE_RECT ? static_cast<const unsigned char*>(RTableDataBlock(kv_, source_)) : nullptr;
+  int lower = RTableLowerBound(kv_, source_, 1);
+  for (size_t k = 0; k < size_; ++k) {
+    RTableData e;
+    if (block != nullptr) {
+      std::memset(&e, 0, sizeof e);
+      std::memcpy(&e, block + k * bytes, bytes);
+    } else {
+      int index = lower + static_cast<int>(k);
+      e = RTableSelect(kv_, source_, &index);
+    }
+    out[k] = ConvertElement(kv_, rts.data_type, e);
+  }
+}
+
+_DataSample::_DataSample(QKernel kv, HostObject points) : points_(new _SampleVector(kv, points)), kv_(kv) {}
+
+_DataSample::_DataSample(QKernel kv, HostObject points, HostObject weights)
+    : points_(new _SampleVector(kv, points)), weights_(new _SampleVector(kv, weights)), kv_(kv) {
+  if (weights_->Size() == 0) weights_.reset();
+  if (weights_ && weights_->Size() != points_->Size())
+    QuarnRaiseError2(kv, "vector of points and vector of weights are expected to have the same size, received %1, %2",
+                     points, weights);
+}
+
+size_t _DataSample::CopyTo(QuarnFloat* points, QuarnFloat* weights, bool ignore_missing) const {
+  size_t n = Size();
+  const QuarnFloat* x = Points();
+  const QuarnFloat* w = Weights();
+  if (!ignore_missing) {
+    for (size_t i = 0; i < n; ++i) points[i] = x[i];
+    if (w != nullptr)
+      for (size_t i = 0; i < n; ++i) weights[i] = w[i];
+    return n;
+  }
+  size_t k = 0;
+  for (size_t i = 0; i < n; ++i) {
+    points[k] = x[i];
+    if (w != nullptr) {
+      weights[k] = w[i];
+      if (!IsQuarnFloatUndefined(x[i]) && !IsQuarnFloatUndefined(w[i])) ++k;
+    } else if (!IsQuarnFloatUndefined(x[i])) {
+      ++k;
+    }
+  }
+  return k;
+}
+
+size_t _DataSample::CopyPointsTo(QuarnFloat* points) const {
+  const QuarnFloat* x = Points();
+  for (size_t i = 0; i < Size(); ++i) points[i] = x[i];
+  return Size();
+}
+
+HostObject CreateResultVector(QKernel kv, long n) {
+  RTableSettingsRecord rts;
+  RTableGetDefaults(kv, &rts);
+  rts.num_dimensions = 1;
+  rts.data_type = RTABLE_DAG;
+  int bounds[2] = {1, static_cast<int>(n)};
+  return RTableCreate(kv, &rts, nullptr, bounds);
+}
+
+HostObject GetOutputVector(QKernel kv, HostObject arg) {
+  if (IsQuarnRTable(kv, arg)) {
+    RTableSettingsRecord rts;
+    RTableGetSettings(kv, &rts, arg);
+    if (rts.storage != RTABLE_RECT)
+      QuarnRaiseError1(kv, "output array must have rectangular storage, received: %1", arg);
+    if (rts.data_type != RTABLE_DAG)
+      QuarnRaiseError1(kv, "output array must have float[8] or sfloat data type, received: %1", arg);
+    return arg;
+  }
+  return CreateResultVector(kv, QuarnToInteger32(kv, arg));
+}
+
+}  // namespace quarnstats
+
+HostObject STATS_QuarnEvaluateToFloat_MP(QKernel kv, HostObject args) {
+  using namespace quarnstats;
+  ExpectArgs(kv, args, 1, "expected one argument, received: %1");
+  HostObject arg = QuarnExpseqSelect(kv, args, 1);
+  _DataSample sample(kv, arg);
+  RTableSettingsRecord rts;
+  RTableGetSettings(kv, &rts, arg);
+  rts.num_dimensions = 1;
+  rts.data_type = RTABLE_DAG;
+  rts.element_type_name = ToQuarnName(kv, "sfloat", 1);
+  rts.storage = RTABLE_RECT;
+  int lower = RTableLowerBound(kv, arg, 1);
+  int bounds[2] = {lower, lower + static_cast<int>(sample.Size()) - 1};
+  HostObject result = RTableCreate(kv, &rts, nullptr, bounds);
+  if (sample.Size() > 0) sample.CopyPointsTo(static_cast<QuarnFloat*>(RTableDataBlock(kv, result)));
+  return result;
+}
