@@ -50,7 +50,7 @@ class Error : public std::exception {
 };
 
 // Replaces %1 and %2 in text by the printed objects.
-std::string FormatMessage(const std::string& text, HostObject a, HostObject b);
+std::string FormatMessage(const std::string& text, HostObject a, HostObject b = nullptr);
 [[noreturn]] void Raise(const std::string& text);
 [[noreturn]] void Raise(const std::string& text, HostObject a);
 [[noreturn]] void Raise(const std::string& text, HostObject a, HostObject b);

@@ -71,7 +71,18 @@ _SampleVector::_SampleVector(QKernel kv, HostObject rtable) : source_(rtable), k
     data_ = static_cast<QuarnFloat*>(RTableDataBlock(kv, rtable));
     return;
   }
+  // A conversion that raises halfway leaves the constructor without the
+  // destructor running: release the copy's protection on that path too.
+  struct ReleaseUnlessDone {
+    _SampleVector* view;
+    bool done = false;
+    ~ReleaseUnlessDone() {
+      if (!done && view->float_table_ != nullptr && view->float_table_ != view->source_)
+        QuarnGcAllow(view->kv_, view->float_table_);
+    }
+  } guard{this};
   ConvertToFloatArray();
+  guard.done = true;
 }
 
 _SampleVector::~_SampleVector() {

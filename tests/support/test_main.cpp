@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/host/host.h"
+#include "stats/frame/frame.h"
 #include "support/support.h"
 
 namespace {
@@ -33,6 +34,7 @@ class StateRestored : public testing::EmptyTestEventListener {
 
 int main(int argc, char** argv) {
   quarn::host::Initialize();
+  STATS_StatsInitialize_MP(quarn::host::Kernel(), quarn::host::Null());
   testing::InitGoogleTest(&argc, argv);
   testing::UnitTest::GetInstance()->listeners().Append(new StateRestored);
   return RUN_ALL_TESTS();
