@@ -1,5 +1,6 @@
 // The external-calling conversions between host objects and native values,
 // and the type tests a library uses on its arguments.
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -82,7 +83,19 @@ int QuarnToQ_BOOL(QKernel kv, HostObject h) {
 
 double QuarnToFloat64(QKernel, HostObject h) {
   if (IsTag(h, kTagName) && IsAssigned(h)) h = NameValue(h);
-  HostObject f = IsFloatObject(h) ? h : Evalf(h);
+  // A double may carry more digits than Digits gives: round exact numbers
+  // once, straight to 53 bits, and evaluate anything else with digits to
+  // spare, so that the result is the double nearest to the value, not to
+  // its rounding at the working precision.
+  if (IsExact(h)) {
+    mpfr_t x;
+    mpfr_init2(x, 53);
+    ToMpfr(h, x);
+    double d = mpfr_get_d(x, MPFR_RNDN);
+    mpfr_clear(x);
+    return d;
+  }
+  HostObject f = IsFloatObject(h) ? h : Evalf(h, std::max(WorkingDigits(), 40L));
   if (!IsFloatObject(f)) Raise("unable to evaluate %1 to floating-point", h);
   return mpfr_get_d(FloatMpfr(f), MPFR_RNDN);
 }

@@ -62,7 +62,11 @@ int InfoLevel(const std::string& channel) {
   return it != levels.end() ? it->second : 0;
 }
 
-void SeedRandom(uint64_t seed) { Generator().seed(static_cast<std::mt19937::result_type>(seed ^ (seed >> 32))); }
+void SeedRandom(uint64_t seed) {
+  // Both halves of the seed count: distinct seeds give distinct sequences.
+  std::seed_seq sequence{static_cast<uint32_t>(seed), static_cast<uint32_t>(seed >> 32)};
+  Generator().seed(sequence);
+}
 
 std::string RandomState() {
   std::ostringstream out;

@@ -80,7 +80,10 @@ HostObject MakeIntegerFromMpz(mpz_srcptr z) {
 
 HostObject MakeIntegerFromString(const std::string& digits) {
   Mpz z;
-  if (mpz_set_str(z.v, digits.c_str(), 10) != 0) Raise("invalid integer literal: " + digits);
+  // GMP takes a minus sign only; a plus sign before a digit is ours to skip.
+  const char* text = digits.c_str();
+  if (text[0] == '+' && text[1] >= '0' && text[1] <= '9') ++text;
+  if (mpz_set_str(z.v, text, 10) != 0) Raise("invalid integer literal: " + digits);
   return MakeIntegerFromMpz(z.v);
 }
 
@@ -339,7 +342,9 @@ HostObject Neg(HostObject a) {
 
 HostObject Pow(HostObject a, HostObject b) {
   long e;
-  bool small_int = IsExact(b) && !IsTag(b, kTagRational) && IntegerToLong(b, &e) && std::labs(e) <= 1000000;
+  // Bounds first: std::labs of the most negative long is undefined.
+  bool small_int =
+      IsExact(b) && !IsTag(b, kTagRational) && IntegerToLong(b, &e) && e >= -1000000 && e <= 1000000;
   if (IsExact(a) && small_int) {
     Mpq q;
     ToMpq(a, q.v);
@@ -355,8 +360,16 @@ HostObject Pow(HostObject a, HostObject b) {
   if (IsReal(a) && IsReal(b) && (IsFloatObject(a) || IsFloatObject(b))) {
     Mpfr x(WorkingBits()), y(WorkingBits());
     ToMpfr(a, x.v);
-    ToMpfr(b, y.v);
     HostObject r = NewFloat(WorkingBits(), WorkingDigits());
+    if (IsExact(b) && !IsTag(b, kTagRational)) {
+      // An integer exponent is used exactly: rounded to the working
+      // precision, an odd one may turn even and flip the sign.
+      Mpz n;
+      IntegerToMpz(b, n.v);
+      mpfr_pow_z(FloatMpfr(r), x.v, n.v, MPFR_RNDN);
+      return r;
+    }
+    ToMpfr(b, y.v);
     mpfr_pow(FloatMpfr(r), x.v, y.v, MPFR_RNDN);
     return r;
   }

@@ -252,7 +252,10 @@ namespace {
 // the rest of the probe run.
 size_t Probe(const TableBody* body, HostObject key) {
   size_t mask = body->capacity - 1;
-  size_t i = Hash(key) & mask;
+  // Spread the hash over the low bits: integer keys hash to themselves, and
+  // multiples of a power of two would otherwise share a few slots.
+  size_t h = Hash(key) * 0x9e3779b97f4a7c15ULL;
+  size_t i = (h ^ (h >> 29)) & mask;
   while (body->keys[i] != nullptr && !Equal(body->keys[i], key)) i = (i + 1) & mask;
   return i;
 }

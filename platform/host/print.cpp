@@ -119,7 +119,7 @@ std::string PrintRTableElements(HostObject rt, const RTableBody* body, int dim, 
   std::string out = "[";
   for (size_t k = 0; k < n; ++k) {
     if (n > kElideAbove && k == kElideKeep) {
-      out += "...";
+      out += ", ...";
       k = n - kElideKeep - 1;
       continue;
     }
@@ -169,11 +169,21 @@ std::string Print(HostObject h) {
       HostObject re = Words(h)[1], im = Words(h)[2];
       std::string ims = Operand(im, 2);
       if (IsZero(re) && IsExact(re)) return ims + "*I";
-      bool negative = Precedence(im) == 3;
+      // Negative rationals bind like a quotient, so ask the sign, not the precedence.
+      bool negative = IsFloatObject(im) ? mpfr_signbit(FloatMpfr(im)) != 0
+                                        : IsExact(im) && Compare(im, Immediate(0)) < 0;
       if (negative) return Print(re) + " - " + Operand(Neg(im), 2) + "*I";
       return Print(re) + " + " + ims + "*I";
     }
-    case kTagString: return "\"" + StringText(h) + "\"";
+    case kTagString: {
+      // Escaped so that the printed literal reads back as the same string.
+      std::string out = "\"";
+      for (char c : StringText(h)) {
+        if (c == '"' || c == '\\') out += '\\';
+        out += c;
+      }
+      return out + "\"";
+    }
     case kTagName: return NameText(h);
     case kTagFunction: return PrintFunction(h);
     case kTagList: return "[" + Join(Elements(h)) + "]";

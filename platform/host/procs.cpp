@@ -101,7 +101,8 @@ HostObject EvalfAt(HostObject h) {
     }
     case kTagComplex: return MakeComplex(EvalfAt(Words(h)[1]), EvalfAt(Words(h)[2]));
     case kTagName: {
-      if (IsAssigned(h)) return EvalfAt(NameValue(h));
+      // QuarnEval follows the chain of names and raises on a cycle.
+      if (IsAssigned(h)) return EvalfAt(QuarnEval(Kernel(), h));
       std::string name = NameText(h);
       if (name == "Pi") {
         HostObject r = NewFloat(WorkingBits(), WorkingDigits());
