@@ -1,0 +1,74 @@
+# A tour of quarn, the shell of the quarnstats library.
+# Run it with `make demo`, or build/bin/quarn examples/tour.q.
+# A statement ending in ';' shows its result, one ending in ':' is quiet.
+
+printf("\n== Numbers: exact integers and rationals, floats at the working precision\n");
+2^100;
+1/3 + 1/6;
+Digits;
+evalf(1/3);
+Digits := 30;
+evalf(Pi);
+evalf(exp(1));
+x := 1/7.;
+Digits := 10:
+x;                      # a float keeps the digits it was made at
+x + 0;                  # arithmetic works at the new Digits
+evalf(Pi, 50);          # evalf(e, n): n digits for this evaluation only
+sin(1);                 # calls of known functions stay symbolic ...
+evalf(sin(1));          # ... until evalf evaluates them
+sqrt(2.);               # or a float argument does
+
+printf("\n== Lists, ranges, equations, sequences and tables\n");
+L := [4, 5, 6];
+L[2], L[-1], nops(L);
+1..10;
+a = b;
+seq(i^2, i = 1..6);
+add(1/i, i = 1..10);
+t := table([Normal = "continuous", Poisson = "discrete"]);
+t[Poisson];
+t[Gamma] := "continuous":
+t;
+
+printf("\n== rtables of several data types\n");
+v := Vector([1, 2/3, sqrt(2), Pi]);
+Array(0..2, [1.5, 2.5, 3.5], datatype = float[8]);
+Array(1..3, [-7, 0, 7], datatype = integer[4]);
+Array(1..2, [0.1, 1/3], datatype = float[4]);
+Array(1..2, [2 + 3*I, 0.5], datatype = complex[8]);
+M := Matrix([[1, 2, 3], [4, 5, 6]], datatype = integer[8]);
+M[2, 3];
+S := Array(1..8, storage = sparse, datatype = float[8]):
+S[5] := 2.5:
+S;
+Vector(30, i -> i^2);   # long rtables print their ends
+
+printf("\n== Procedures\n");
+sq := x -> x^2;
+sq(12);
+phi := x -> exp(-x^2/2) / sqrt(2*Pi):
+evalf(phi(1));
+mean := proc(data) local s, v;
+  s := 0;
+  for v in data do s := s + v end do;
+  s / nops(data)
+end proc;
+mean([2, 3, 7]);
+mean([2.5, 3, 7]);
+fib := proc(n) if n < 2 then n else fib(n - 1) + fib(n - 2) end if end proc:
+seq(fib(i), i = 1..15);
+
+printf("\n== Calling the library: QuarnEvaluateToFloat turns an rtable into floats\n");
+QuarnEvaluateToFloat(v);
+Digits := 25:
+QuarnEvaluateToFloat(v);
+Digits := 10:
+QuarnEvaluateToFloat(Array(1..3, [1, 2, 3], datatype = integer[2]));
+
+printf("\n== Errors name the entry they came from\n");
+try
+  QuarnEvaluateToFloat(v, 2)
+catch:
+  printf("Error, %s\n", lasterror)
+end try;
