@@ -167,13 +167,19 @@ std::string Print(HostObject h) {
     case kTagFloat: return PrintFloat(h);
     case kTagComplex: {
       HostObject re = Words(h)[1], im = Words(h)[2];
-      std::string ims = Operand(im, 2);
-      if (IsZero(re) && IsExact(re)) return ims + "*I";
+      if (IsExact(im) && IsZero(im)) return Print(re);
+      bool unit = IsExact(im) && (Equal(im, Immediate(1)) || Equal(im, Immediate(-1)));
+      std::string ims = unit ? "" : Operand(im, 2) + "*";
+      if (unit && Equal(im, Immediate(-1))) ims = "-";
+      if (IsZero(re) && IsExact(re)) return ims + "I";
       // Negative rationals bind like a quotient, so ask the sign, not the precedence.
       bool negative = IsFloatObject(im) ? mpfr_signbit(FloatMpfr(im)) != 0
                                         : IsExact(im) && Compare(im, Immediate(0)) < 0;
-      if (negative) return Print(re) + " - " + Operand(Neg(im), 2) + "*I";
-      return Print(re) + " + " + ims + "*I";
+      if (negative) {
+        HostObject magnitude = Neg(im);
+        return Print(re) + " - " + (Equal(magnitude, Immediate(1)) ? "" : Operand(magnitude, 2) + "*") + "I";
+      }
+      return Print(re) + " + " + ims + "I";
     }
     case kTagString: {
       // Escaped so that the printed literal reads back as the same string.
