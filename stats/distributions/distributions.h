@@ -1,0 +1,100 @@
+// Continuous probability distributions: lower-tail probabilities, deviates
+// (quantiles), random variates and the host entries that offer them.
+//
+// For each family of families.inc (which documents the parameters):
+//   QuarnFloat STATS_<D>Probability_MP(kv, QuarnFloat x, parameters...)   P(X <= x)
+//   QuarnFloat STATS_<D>Deviate_MP(kv, QuarnFloat u, parameters...)        the quantile at u
+//   QuarnFloat STATS_<D>RandomVariate_MP(kv, parameters...)                one variate
+//   QuarnFloat STATS_<D>RandomVariate_MP(kv, const QuarnFloat* p)          the same variate,
+//       parameters from p[0], p[1], ... (integer parameters truncated)
+// and the host entries STATS_Quarn<D>Probability_MP, ...Deviate_MP,
+// ...RandomVariate_MP and ...RandomSample_MP(n, parameters...), each taking
+// (kernel handle, argument sequence).
+//
+// Everything is computed at the working precision Digits. Parameters are used
+// as given: nothing is validated except where a function says so, and
+// degenerate parameters give what the float arithmetic gives. Random results
+// come from the host's generator (a uniform float and a 32-bit integer), so
+// the host's seed reproduces them; the normal and exponential variates use
+// ziggurat tables built at the working precision and rebuilt only when it
+// grows, so a seed reproduces a variate for the same table precision.
+//
+// Closed forms: Cauchy, Exponential, Gumbel, Laplace, Logistic, Pareto, Power,
+// Rayleigh, Triangular, Uniform, Weibull (formulas evaluated as written; the
+// Cauchy pair evaluates Pi, tan and arctan through the host). Beta, ChiSquare,
+// FRatio, Gamma and StudentT probabilities and deviates are the numerical
+// routines' (a routine's failure is raised with its own message); the normal
+// probability too, and the normal deviate is refined by Newton's method above
+// 14 digits. Variates are inversions of the deviate except where a family
+// has its own algorithm (Marsaglia-Tsang ziggurats, Marsaglia-Tsang gamma,
+// Michael-Schucany-Haas inverse Gaussian, rejection for Moyal).
+#ifndef QUARN_STATS_DISTRIBUTIONS_DISTRIBUTIONS_H
+#define QUARN_STATS_DISTRIBUTIONS_DISTRIBUTIONS_H
+
+#include "platform/float/quarnfloat.h"
+#include "platform/host/quarnc.h"
+#include "stats/frame/frame.h"
+
+// C++ computing functions exported from the library.
+#define STATS_DIST_API __attribute__((visibility("default")))
+
+// The parenthesised parameter and argument lists of families.inc, opened.
+#define STATS_DIST_OPEN(...) __VA_ARGS__
+
+#define STATS_DIST_DECLARE_ENTRY(N, OP) STATS_EXPORT HostObject STATS_Quarn##N##OP##_MP(QKernel kv, HostObject args);
+
+#define STATS_DIST_DECLARE_Probability_Real(N, P)                                                   \
+  STATS_DIST_API QuarnFloat STATS_##N##Probability_MP(QKernel kv, QuarnFloat x, STATS_DIST_OPEN P); \
+  STATS_DIST_DECLARE_ENTRY(N, Probability)
+#define STATS_DIST_DECLARE_Probability_None(N, P)
+
+#define STATS_DIST_DECLARE_Deviate_Real(N, P)                                                   \
+  STATS_DIST_API QuarnFloat STATS_##N##Deviate_MP(QKernel kv, QuarnFloat u, STATS_DIST_OPEN P); \
+  STATS_DIST_DECLARE_ENTRY(N, Deviate)
+#define STATS_DIST_DECLARE_Deviate_Integer(N, P)                                          \
+  STATS_DIST_API long STATS_##N##Deviate_MP(QKernel kv, QuarnFloat u, STATS_DIST_OPEN P); \
+  STATS_DIST_DECLARE_ENTRY(N, Deviate)
+#define STATS_DIST_DECLARE_Deviate_None(N, P)
+
+#define STATS_DIST_DECLARE_VARIATES(N, P)                                               \
+  STATS_DIST_API QuarnFloat STATS_##N##RandomVariate_MP(QKernel kv, STATS_DIST_OPEN P); \
+  STATS_DIST_API QuarnFloat STATS_##N##RandomVariate_MP(QKernel kv, const QuarnFloat* p); \
+  STATS_DIST_DECLARE_ENTRY(N, RandomVariate)                                            \
+  STATS_DIST_DECLARE_ENTRY(N, RandomSample)
+
+#define FAMILY(N, P, A, PROBABILITY, DEVIATE, VARIATE, SAMPLE) \
+  STATS_DIST_DECLARE_Probability_##PROBABILITY(N, P)          \
+  STATS_DIST_DECLARE_Deviate_##DEVIATE(N, P)                  \
+  STATS_DIST_DECLARE_VARIATES(N, P)
+#include "stats/distributions/families.inc"
+#undef FAMILY
+
+// ------------------------------------------------------------ gamma generator
+// Marsaglia and Tsang, "A simple method for generating gamma variables"
+// (ACM TOMS 26, 2000), with scale b and shape alpha. The setup computes the
+// constants d and c of the shape (for alpha < 1, of alpha + 1; nothing for
+// alpha = 1, whose variate is exponential); the main step draws one variate
+// with them. Callers that draw several variates of one shape set up once.
+STATS_DIST_API void STATS_GammaRandomVariateSetup_MP(QKernel kv, QuarnFloat b, QuarnFloat alpha, QuarnFloat& d,
+                                                     QuarnFloat& c);
+STATS_DIST_API QuarnFloat STATS_GammaRandomVariateMain_MP(QKernel kv, QuarnFloat b, QuarnFloat alpha, QuarnFloat d,
+                                                          QuarnFloat c);
+
+// --------------------------------------------------- normal approximations
+// The lower-tail normal deviate at u by the rational approximation 26.2.23 of
+// Abramowitz and Stegun (absolute error below 4.5e-4), 0 < u < 1.
+STATS_DIST_API QuarnFloat STATS_NormalDeviateApprox_MP(QKernel kv, QuarnFloat u);
+// The quantity w of the normal approximation of beta and F quantiles
+// (Abramowitz and Stegun 26.5.22: the beta(a, b) quantile at the lower-tail
+// level p is about a / (a + b exp(2w))). Raises for a = 0.5 or b = 0.5, where
+// h is undefined.
+STATS_DIST_API QuarnFloat STATS_NormalWApprox_MP(QKernel kv, QuarnFloat p, QuarnFloat a, QuarnFloat b);
+STATS_DIST_DECLARE_ENTRY(Normal, DeviateApprox)
+STATS_DIST_DECLARE_ENTRY(Normal, WApprox)
+
+// The Error distribution's deviate: (u, F, f, a, b, c) with host procedures F
+// (its distribution function) and f (its density); Newton's method from
+// a + tan(3.1 (u - 1/2)), rounded to Digits.
+STATS_DIST_DECLARE_ENTRY(Error, Deviate)
+
+#endif

@@ -1,0 +1,384 @@
+// One conformance suite over every row of the family table, through the host
+// entries: which entries exist and their argument-count messages, argument
+// conversion, monotone probabilities, deviates that invert them, the
+// parameter-array overloads, the sample entries, and large seeded samples
+// against the exact distribution (Kolmogorov-Smirnov statistic and moments
+// from tests/data/distribution_moments.tsv, tools/gen_distribution_refs.py).
+//
+// QUARN_TEST_SEED sets the seed of the random checks.
+#include <gtest/gtest.h>
+#include <mpfr.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "platform/host/host.h"
+#include "registry.h"
+#include "tables.h"
+#include "support/support.h"
+
+namespace host = quarn::host;
+using namespace quarn::test;
+
+namespace {
+
+// ------------------------------------------------------------- the cases
+
+double NormalCdf(double z) { return 0.5 * std::erfc(-z / std::sqrt(2.0)); }
+
+// Distribution functions of the families that offer no probability.
+double InverseGaussianCdf(double x, const std::vector<double>& p) {
+  double mu = p[0], lambda = p[1], s = std::sqrt(lambda / x);
+  return NormalCdf(s * (x / mu - 1)) + std::exp(2 * lambda / mu) * NormalCdf(-s * (x / mu + 1));
+}
+double MaxwellCdf(double x, const std::vector<double>& p) {
+  double t = x / p[0];
+  return std::erf(t / std::sqrt(2.0)) - std::sqrt(2 / M_PI) * t * std::exp(-t * t / 2);
+}
+double MoyalCdf(double x, const std::vector<double>& p) {
+  return std::erfc(std::exp(-(x - p[0]) / p[1] / 2) / std::sqrt(2.0));
+}
+// Shape 3 only: |X - a| = b (2G)^(3/2) with G ~ gamma(3/2), whose lower
+// regularized incomplete gamma is erf(sqrt y) - 2 sqrt(y / Pi) e^-y.
+double ErrorShape3Cdf(double x, const std::vector<double>& p) {
+  double y = std::pow(std::fabs(x - p[0]) / p[1], 2.0 / 3.0) / 2;
+  double inner = std::erf(std::sqrt(y)) - 2 * std::sqrt(y / M_PI) * std::exp(-y);
+  return 0.5 + (x < p[0] ? -0.5 : 0.5) * inner;
+}
+
+struct Case {
+  const char* name;
+  const char* arities;  // host argument counts of P/D/RV/RS, "-" where the entry does not exist
+  std::vector<double> params;
+  double lo, hi;  // where the probability rises
+  double (*cdf)(double, const std::vector<double>&) = nullptr;  // when there is no probability entry
+};
+
+const std::vector<Case>& Cases() {
+  static const std::vector<Case> cases = {
+      {"Beta", "3/3/2/3", {2, 3}, 0.05, 0.95},
+      {"Cauchy", "3/3/2/3", {1, 2}, -10, 12},
+      {"ChiSquare", "2/2/1/2", {3}, 0.1, 12},
+      {"Error", "-/6/3/4", {0.5, 1.5, 3}, -30, 30, ErrorShape3Cdf},
+      {"Exponential", "2/2/1/2", {2}, 0.01, 10},
+      {"FRatio", "3/3/2/3", {5, 20}, 0.1, 5},
+      {"Gamma", "3/3/2/3", {2, 3}, 0.2, 20},
+      {"Gumbel", "3/3/2/3", {1, 2}, -3, 10},
+      {"InverseGaussian", "-/-/2/3", {1.5, 2}, 0.1, 8, InverseGaussianCdf},
+      {"Laplace", "3/3/2/3", {1, 2}, -8, 10},
+      {"Logistic", "3/3/2/3", {1, 2}, -10, 12},
+      {"LogNormal", "3/3/2/3", {0.5, 0.5}, 0.3, 6},
+      {"Maxwell", "-/-/1/2", {2}, 0.1, 8, MaxwellCdf},
+      {"Moyal", "-/-/2/3", {0.5, 2}, -3, 20, MoyalCdf},
+      {"Normal", "3/3/2/3", {1, 2}, -6, 8},
+      {"Pareto", "3/3/2/3", {1, 5}, 1, 4},
+      {"Power", "3/3/2/3", {2, 3}, 0.1, 2},
+      {"Rayleigh", "2/2/1/2", {2}, 0.1, 8},
+      {"StudentT", "2/2/1/2", {5}, -5, 5},
+      {"Triangular", "4/4/3/4", {0, 3, 1}, 0.1, 2.9},
+      {"Uniform", "3/3/2/3", {2, 4}, 2.1, 3.9},
+      {"Weibull", "3/3/2/3", {2, 1.5}, 0.1, 8},
+  };
+  return cases;
+}
+
+const char* const kOps[] = {"Probability", "Deviate", "RandomVariate", "RandomSample"};
+
+std::vector<int> Arities(const Case& c) {
+  std::vector<int> out;
+  std::istringstream in(c.arities);
+  std::string n;
+  while (std::getline(in, n, '/')) out.push_back(n == "-" ? -1 : std::stoi(n));
+  return out;
+}
+
+// The argument-count message of an entry: the pattern and its exceptions.
+std::string CountText(const std::string& entry, int n) {
+  static const std::map<std::string, std::string> exceptions = {
+      {"QuarnInverseGaussianRandomVariate", "QuarnInverseGaussianRandomVariate expects 2 argument, received: %1"},
+      {"QuarnMoyalRandomVariate", "QuarnMoyalRandomVariate expects 2 argument, received: %1"},
+      {"QuarnErrorRandomVariate", "expected 3 arguments, received: %1"},
+      {"QuarnErrorRandomSample", "expected 4 arguments, received: %1"},
+      {"QuarnNormalDeviateApprox", "QuarnNormalDeviateApprox expects 1 arguments, received: %1"},
+  };
+  auto it = exceptions.find(entry);
+  if (it != exceptions.end()) return it->second;
+  return entry + " expects " + std::to_string(n) + (n == 1 ? " argument" : " arguments") + ", received: %1";
+}
+
+std::vector<HostObject> Floats(const std::vector<double>& values) {
+  std::vector<HostObject> out;
+  for (double v : values) out.push_back(host::MakeFloat(v));
+  return out;
+}
+
+// The valid arguments of an operation: x or u, or n, before the parameters.
+std::vector<HostObject> ValidArgs(const Case& c, int op) {
+  std::vector<HostObject> args = Floats(c.params);
+  if (op == 0) args.insert(args.begin(), host::MakeFloat((c.lo + c.hi) / 2));
+  if (op == 1) args.insert(args.begin(), host::MakeFloat(0.5));
+  if (op == 3) args.insert(args.begin(), host::MakeInteger(3));
+  return args;
+}
+
+double ToDouble(HostObject h) { return QuarnFloat(h).ToDouble(); }
+
+// Calls an entry that should succeed; a host error fails the test, naming
+// the call, and gives the undefined float.
+HostObject Evaluate(HostEntry entry, const std::vector<HostObject>& args) {
+  try {
+    return Call(entry, args);
+  } catch (const host::Error& e) {
+    ADD_FAILURE() << "(" << host::Print(host::MakeSeq(args)) << ") raised: " << e.message();
+    return host::FloatUndefined();
+  }
+}
+
+double Probability(const Case& c, double x) {
+  if (c.cdf) return c.cdf(x, c.params);
+  std::vector<HostObject> args = Floats(c.params);
+  args.insert(args.begin(), host::MakeFloat(x));
+  return ToDouble(Evaluate(EntryNamed(std::string("Quarn") + c.name + "Probability"), args));
+}
+
+std::vector<QuarnFloat> Elements(HostObject rtable) {
+  QKernel kv = host::Kernel();
+  auto* data = static_cast<QuarnFloat*>(RTableDataBlock(kv, rtable));
+  return std::vector<QuarnFloat>(data, data + RTableNumElements(kv, rtable));
+}
+
+bool SameFloat(const QuarnFloat& a, const QuarnFloat& b) { return mpfr_equal_p(a.Mpfr(), b.Mpfr()); }
+
+uint64_t Seed() {
+  if (const char* s = std::getenv("QUARN_TEST_SEED")) return std::strtoull(s, nullptr, 10);
+  return 20240611;
+}
+
+struct Moments {
+  double mean, variance, kurtosis;
+};
+
+std::map<std::string, Moments> MomentTable() {
+  std::map<std::string, Moments> out;
+  for (const auto& row : quarn::test::ReadTable("distribution_moments.tsv")) {
+    out[row[0]] = {std::stod(row[2]), std::stod(row[3]), std::stod(row[4])};
+  }
+  return out;
+}
+
+}  // namespace
+
+// The cases cover every family of the library, and the entries that exist
+// are exactly those of each case's arity list.
+TEST(DistributionTable, EntriesAreThoseOfTheTable) {
+  ASSERT_EQ(Families().size(), Cases().size());
+  for (const Case& c : Cases()) {
+    SCOPED_TRACE(c.name);
+    EXPECT_NO_THROW(quarn::test::FamilyNamed(c.name));
+    std::vector<int> arity = Arities(c);
+    ASSERT_EQ(arity.size(), 4u);
+    for (int op = 0; op < 4; ++op) {
+      std::string entry = std::string("Quarn") + c.name + kOps[op];
+      if (arity[op] < 0) {
+        EXPECT_THROW(EntryNamed(entry), std::out_of_range) << entry;
+      } else {
+        EXPECT_NO_THROW(EntryNamed(entry)) << entry;
+      }
+    }
+  }
+}
+
+// One argument too few and one too many raise the entry's own message with
+// the whole argument sequence.
+TEST(DistributionTable, ArgumentCountMessages) {
+  std::vector<std::pair<std::string, int>> entries = {{"QuarnNormalDeviateApprox", 1}, {"QuarnNormalWApprox", 3}};
+  for (const Case& c : Cases()) {
+    std::vector<int> arity = Arities(c);
+    for (int op = 0; op < 4; ++op) {
+      if (arity[op] >= 0) entries.push_back({std::string("Quarn") + c.name + kOps[op], arity[op]});
+    }
+  }
+  for (const auto& [entry, n] : entries) {
+    for (int given : {n - 1, n + 1}) {
+      SCOPED_TRACE(entry + " with " + std::to_string(given) + " arguments");
+      std::vector<HostObject> args;
+      for (int i = 0; i < given; ++i) args.push_back(host::MakeFloat(0.25 * (i + 1)));
+      HostObject seq = host::MakeSeq(args);
+      EXPECT_EQ(ErrorOf([&] { EntryNamed(entry)(host::Kernel(), seq); }),
+                host::FormatMessage(CountText(entry, n), seq));
+    }
+  }
+  EXPECT_EQ(ErrorOf([] { Call(EntryNamed("QuarnBetaDeviate"), Floats({0.5, 2})); }),
+            "QuarnBetaDeviate expects 3 arguments, received: 0.5, 2.");
+}
+
+// An argument that does not evaluate to a float is named; arguments are
+// converted in order, so with two such arguments the first is named, and
+// nothing is drawn.
+TEST(DistributionTable, UnconvertibleArgumentsAreNamed) {
+  ScopedRandomState state;
+  for (const Case& c : Cases()) {
+    std::vector<int> arity = Arities(c);
+    for (int op = 0; op < 4; ++op) {
+      std::string entry = std::string("Quarn") + c.name + kOps[op];
+      if (arity[op] < 0 || entry == "QuarnErrorDeviate") continue;
+      std::vector<HostObject> valid = ValidArgs(c, op);
+      for (size_t i = (op == 3 ? 1 : 0); i < valid.size(); ++i) {
+        SCOPED_TRACE(entry + " argument " + std::to_string(i + 1));
+        std::vector<HostObject> args = valid;
+        args[i] = host::Name("bad" + std::to_string(i + 1));
+        if (i + 1 < args.size()) args[i + 1] = host::Name("later");
+        std::string before = host::RandomState();
+        EXPECT_EQ(ErrorOf([&] { Call(EntryNamed(entry), args); }),
+                  "unable to evaluate bad" + std::to_string(i + 1) + " to floating-point");
+        EXPECT_TRUE(before == host::RandomState());
+      }
+    }
+  }
+}
+
+// Probabilities lie in [0, 1], never decrease, and rise over [lo, hi]
+// (inside the support: outside it the routines of some families refuse x).
+TEST(DistributionTable, ProbabilityIsMonotoneAndBounded) {
+  for (const Case& c : Cases()) {
+    if (c.cdf) continue;
+    SCOPED_TRACE(c.name);
+    double width = c.hi - c.lo, previous = -1;
+    for (int k = 0; k <= 40; ++k) {
+      double x = c.lo + width * k / 40.0;
+      double p = Probability(c, x);
+      EXPECT_GE(p, 0.0) << x;
+      EXPECT_LE(p, 1.0) << x;
+      EXPECT_GE(p, previous) << x;
+      previous = p;
+    }
+    EXPECT_LT(Probability(c, c.lo), Probability(c, c.hi));
+  }
+}
+
+// Probability(Deviate(u)) = u and Deviate(Probability(x)) = x to nearly the
+// working precision.
+TEST(DistributionTable, DeviateInvertsProbability) {
+  for (long digits : {10L, 30L}) {
+    ScopedDigits d(digits);
+    const double tol = std::pow(10.0, 3.0 - digits);
+    for (const Case& c : Cases()) {
+      if (c.cdf) continue;
+      SCOPED_TRACE(std::string(c.name) + " at Digits " + std::to_string(digits));
+      HostEntry probability = EntryNamed(std::string("Quarn") + c.name + "Probability");
+      HostEntry deviate = EntryNamed(std::string("Quarn") + c.name + "Deviate");
+      std::vector<HostObject> params = Floats(c.params);
+      auto with = [&](HostObject first) {
+        std::vector<HostObject> args = params;
+        args.insert(args.begin(), first);
+        return args;
+      };
+      for (double u : {0.05, 0.25, 0.5, 0.75, 0.95}) {
+        HostObject x = Evaluate(deviate, with(host::MakeFloat(u)));
+        QuarnFloat back(Evaluate(probability, with(x)));
+        EXPECT_NEAR(back.ToDouble(), u, tol) << "u = " << u;
+        // The same to all digits, not just those a double shows.
+        EXPECT_LE(std::fabs((back - QuarnFloat(u)).ToDouble()), tol) << "u = " << u;
+      }
+      for (int k = 1; k < 8; ++k) {
+        double x = c.lo + (c.hi - c.lo) * k / 8.0;
+        HostObject p = Evaluate(probability, with(host::MakeFloat(x)));
+        double pd = ToDouble(p);
+        if (pd < 0.02 || pd > 0.98) continue;
+        QuarnFloat back(Evaluate(deviate, with(p)));
+        EXPECT_LE(std::fabs((back - QuarnFloat(x)).ToDouble()), tol * std::max(1.0, std::fabs(x))) << "x = " << x;
+      }
+    }
+  }
+}
+
+// The explicit and the parameter-array overloads give the same variate from
+// the same state of the generator.
+TEST(DistributionTable, ArrayOverloadAgreesWithExplicit) {
+  ScopedRandomState state;
+  for (const Case& c : Cases()) {
+    SCOPED_TRACE(c.name);
+    const FamilyEntries& f = quarn::test::FamilyNamed(c.name);
+    std::vector<QuarnFloat> p;
+    for (double v : c.params) p.push_back(QuarnFloat(v));
+    for (uint64_t seed = Seed(); seed < Seed() + 5; ++seed) {
+      host::SeedRandom(seed);
+      QuarnFloat explicit_variate(Call(f.variate, Floats(c.params)));
+      host::SeedRandom(seed);
+      QuarnFloat array_variate = f.array_variate(host::Kernel(), p.data());
+      EXPECT_TRUE(SameFloat(explicit_variate, array_variate)) << "seed " << seed;
+    }
+  }
+}
+
+// A sample is a new vector 1..n of floats, the variates drawn one after the
+// other; n = 0 draws nothing.
+TEST(DistributionTable, SampleIsSuccessiveVariates) {
+  ScopedRandomState state;
+  QKernel kv = host::Kernel();
+  for (const Case& c : Cases()) {
+    SCOPED_TRACE(c.name);
+    const FamilyEntries& f = quarn::test::FamilyNamed(c.name);
+    std::vector<HostObject> args = Floats(c.params);
+    args.insert(args.begin(), host::MakeInteger(5));
+    host::SeedRandom(Seed());
+    HostObject sample = Call(f.sample, args);
+    ASSERT_TRUE(IsQuarnRTable(kv, sample));
+    EXPECT_EQ(RTableLowerBound(kv, sample, 1), 1);
+    EXPECT_EQ(RTableUpperBound(kv, sample, 1), 5);
+    std::vector<QuarnFloat> values = Elements(sample);
+    host::SeedRandom(Seed());
+    for (const QuarnFloat& v : values) {
+      EXPECT_EQ(host::KindOf(v.Handle()), host::Kind::Float);
+      EXPECT_TRUE(SameFloat(v, QuarnFloat(Call(f.variate, Floats(c.params)))));
+    }
+
+    args[0] = host::MakeInteger(0);
+    std::string before = host::RandomState();
+    EXPECT_EQ(RTableNumElements(kv, Call(f.sample, args)), 0u);
+    EXPECT_TRUE(before == host::RandomState());
+  }
+}
+
+// 2000 seeded variates of each family: the Kolmogorov-Smirnov statistic
+// against the distribution function stays below its 0.1% critical value
+// 1.95/sqrt(n), and mean and variance are within five standard errors.
+TEST(DistributionTable, LargeSamplesFollowTheDistribution) {
+  constexpr int n = 2000;
+  ScopedRandomState state;
+  const std::map<std::string, Moments> moments = MomentTable();
+  for (const Case& c : Cases()) {
+    SCOPED_TRACE(std::string(c.name) + ", seed " + std::to_string(Seed()) + " (QUARN_TEST_SEED)");
+    host::SeedRandom(Seed());
+    std::vector<HostObject> args = Floats(c.params);
+    args.insert(args.begin(), host::MakeInteger(n));
+    std::vector<double> x;
+    for (const QuarnFloat& v : Elements(Call(EntryNamed(std::string("Quarn") + c.name + "RandomSample"), args))) {
+      x.push_back(v.ToDouble());
+    }
+    ASSERT_EQ(x.size(), static_cast<size_t>(n));
+    std::sort(x.begin(), x.end());
+    double ks = 0;
+    for (int i = 0; i < n; ++i) {
+      double p = Probability(c, x[i]);
+      ks = std::max({ks, p - static_cast<double>(i) / n, static_cast<double>(i + 1) / n - p});
+    }
+    EXPECT_LT(ks, 1.95 / std::sqrt(static_cast<double>(n)));
+
+    auto m = moments.find(c.name);
+    if (m == moments.end()) continue;  // Cauchy has none
+    double mean = 0, ss = 0;
+    for (double v : x) mean += v;
+    mean /= n;
+    for (double v : x) ss += (v - mean) * (v - mean);
+    double variance = ss / (n - 1);
+    const Moments& exact = m->second;
+    EXPECT_NEAR(mean, exact.mean, 5 * std::sqrt(exact.variance / n));
+    EXPECT_NEAR(variance, exact.variance, 5 * exact.variance * std::sqrt((exact.kurtosis - 1) / n));
+  }
+}
