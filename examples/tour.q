@@ -66,6 +66,28 @@ QuarnEvaluateToFloat(v);
 Digits := 10:
 QuarnEvaluateToFloat(Array(1..3, [1, 2, 3], datatype = integer[2]));
 
+printf("\n== Continuous distributions at 50 digits\n");
+Digits := 50:
+QuarnNormalProbability(1.96, 0, 1);         # P(Z <= 1.96)
+QuarnNormalDeviate(0.975, 0, 1);            # the quantile: 1.95996...
+QuarnNormalProbability(QuarnNormalDeviate(0.975, 0, 1), 0, 1);
+QuarnStudentTDeviate(0.975, 10);            # t quantile for a 95% interval
+QuarnChiSquareProbability(3, 3) = QuarnGammaProbability(3, 2, 3/2);   # chi-square is gamma(2, nu/2)
+QuarnCauchyDeviate(0.75, 0, 1);             # tan(Pi/4) = 1
+QuarnWeibullProbability(2, 1.5, 2);
+randomize(2024):
+QuarnNormalRandomVariate(0, 1);             # a ziggurat variate with all 50 digits
+QuarnGammaRandomSample(3, 2, 3/2);          # three chi-square(3) variates
+randomize(2024):
+QuarnNormalRandomVariate(0, 1);             # the same seed, the same variate
+Digits := 10:
+
+printf("\n== Root finding on your own procedures\n");
+Digits := 25:
+QuarnBrentMethod(2, x -> x^2, 0, 2, 1, 100);        # sqrt(2) to 25 digits
+QuarnNewtonRaphsonSafe(0, x -> cos(x) - x, x -> -sin(x) - 1, 0.5, 0, 1, 1, 100);   # cos(x) = x
+Digits := 10:
+
 printf("\n== Errors name the entry they came from\n");
 try
   QuarnEvaluateToFloat(v, 2)
