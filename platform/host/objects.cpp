@@ -174,11 +174,36 @@ HostObject UnevalBody(HostObject u) { return Words(u)[1]; }
 
 // ------------------------------------------------------------- equality
 
+namespace {
+// Kinds compared and hashed by their slots, one handle each after the header.
+bool IsCompound(uint32_t tag) {
+  switch (tag) {
+    case kTagRational:
+    case kTagComplex:
+    case kTagFunction:
+    case kTagList:
+    case kTagExpSeq:
+    case kTagUneval:
+    case kTagEquation:
+    case kTagRange:
+      return true;
+    default:
+      return false;
+  }
+}
+}  // namespace
+
 bool Equal(HostObject a, HostObject b) {
   if (a == b) return true;
   if (a == nullptr || b == nullptr || IsImmediate(a) || IsImmediate(b)) return false;
   uint32_t tag = HeapTag(a);
   if (tag != HeapTag(b)) return false;
+  if (IsCompound(tag)) {
+    if (HeapLength(a) != HeapLength(b)) return false;
+    for (uint32_t i = 1; i < HeapLength(a); ++i)
+      if (!Equal(Words(a)[i], Words(b)[i])) return false;
+    return true;
+  }
   switch (tag) {
     case kTagIntPos:
     case kTagIntNeg:
@@ -189,19 +214,6 @@ bool Equal(HostObject a, HostObject b) {
       return mpfr_equal_p(x, y) && mpfr_signbit(x) == mpfr_signbit(y);
     }
     case kTagString: return StringText(a) == StringText(b);
-    case kTagRational:
-    case kTagComplex:
-    case kTagFunction:
-    case kTagList:
-    case kTagExpSeq:
-    case kTagUneval:
-    case kTagEquation:
-    case kTagRange: {
-      if (HeapLength(a) != HeapLength(b)) return false;
-      for (uint32_t i = 1; i < HeapLength(a); ++i)
-        if (!Equal(Words(a)[i], Words(b)[i])) return false;
-      return true;
-    }
     default: return false;  // names, tables, rtables, procedures: identity
   }
 }
@@ -212,6 +224,10 @@ size_t Hash(HostObject h) {
   uint32_t tag = HeapTag(h);
   size_t seed = tag * 0x9e3779b97f4a7c15ULL;
   auto mix = [&seed](size_t v) { seed ^= v + 0x9e3779b97f4a7c15ULL + (seed << 6) + (seed >> 2); };
+  if (IsCompound(tag)) {
+    for (uint32_t i = 1; i < HeapLength(h); ++i) mix(Hash(Words(h)[i]));
+    return seed;
+  }
   switch (tag) {
     case kTagIntPos:
     case kTagIntNeg:
@@ -224,16 +240,6 @@ size_t Hash(HostObject h) {
       return seed;
     }
     case kTagString: return std::hash<std::string>()(StringText(h));
-    case kTagRational:
-    case kTagComplex:
-    case kTagFunction:
-    case kTagList:
-    case kTagExpSeq:
-    case kTagUneval:
-    case kTagEquation:
-    case kTagRange:
-      for (uint32_t i = 1; i < HeapLength(h); ++i) mix(Hash(Words(h)[i]));
-      return seed;
     default: return std::hash<const void*>()(h);
   }
 }
