@@ -1,0 +1,201 @@
+// Helpers shared by the numerical routines: Arb balls, correctly rounded
+// evaluation (Ziv's strategy), the incomplete gamma and beta functions on
+// balls, the deviate solver, and argument checks reported through NagError.
+#ifndef QUARN_PLATFORM_NUMERICS_INTERNAL_H
+#define QUARN_PLATFORM_NUMERICS_INTERNAL_H
+
+#include <arb.h>
+
+#include <functional>
+#include <initializer_list>
+#include <optional>
+#include <string>
+
+#include "platform/float/quarnfloat.h"
+#include "platform/numerics/mp_errors.h"
+#include "platform/numerics/nag.h"
+
+namespace quarn::numerics {
+
+// ------------------------------------------------------------------ balls
+
+// An arb_t with a constructor and destructor.
+class Ball {
+ public:
+  Ball() { arb_init(v_); }
+  explicit Ball(const QuarnFloat& x) {  // exact
+    arb_init(v_);
+    arf_set_mpfr(arb_midref(v_), x.Mpfr());
+  }
+  ~Ball() { arb_clear(v_); }
+  Ball(const Ball&) = delete;
+  Ball& operator=(const Ball&) = delete;
+  operator arb_ptr() { return v_; }              // NOLINT: used as arb_t
+  operator arb_srcptr() const { return v_; }     // NOLINT: used as arb_t
+  arb_ptr get() { return v_; }
+
+ private:
+  arb_t v_;
+};
+
+// The binary precision of the result: that of the working Digits.
+slong TargetBits();
+
+// Bits beyond the target that a first evaluation carries.
+constexpr slong kGuardBits = 24;
+
+// Writes the float at out's precision (round to nearest) that every point of
+// the ball rounds to, and returns true; returns false when the ball straddles
+// a rounding boundary or is not finite. A ball more than 3 times the target
+// precision (plus 128 bits) narrower than an ulp that straddles a boundary is
+// taken to hold the boundary value itself, which is rounded to even.
+bool RoundUnique(mpfr_ptr out, arb_srcptr x);
+
+// Evaluates a real function to a ball at a precision, given as
+// eval(result, prec).
+using BallFunction = std::function<void(arb_ptr, slong)>;
+
+// The value of eval correctly rounded to the working precision (Ziv):
+// evaluates at TargetBits() + guard + extra_bits, and raises the precision by
+// the bits the ball lost (at least doubling the guard) until the ball rounds
+// to one float. Returns false, leaving *out at the rounded midpoint, when no
+// precision up to a fixed cap decides the rounding (a value that is not
+// finite, or one that sits on a rounding boundary).
+bool CorrectlyRounded(QuarnFloat* out, const BallFunction& eval, slong extra_bits = 0);
+
+// Bits needed to carry |v| in an exponent-like sum to absolute accuracy:
+// about log2(1 + |v|).
+slong MagnitudeBits(double v);
+
+// ------------------------------------------------------- special functions
+
+// Regularized incomplete gamma P(a, z) (upper false) or Q(a, z) (upper true)
+// for a > 0, z >= 0. Each tail is computed directly where it is small, so
+// both have relative accuracy: Arb's upper function, or a series of positive
+// terms for the lower function below the mean (Arb's lower function loses all
+// accuracy for large a).
+void GammaTail(arb_ptr res, arb_srcptr a, arb_srcptr z, bool upper, slong prec);
+
+// Regularized incomplete beta I_x(a, b) (upper false) or
+// 1 - I_x(a, b) = I_y(b, a) (upper true), for a, b > 0 and x in [0, 1], where
+// y = 1 - x is passed separately so that neither end loses accuracy. Arb's
+// function, or a hypergeometric series of positive terms where Arb fails.
+void BetaTail(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, bool upper, slong prec);
+
+// The series variants, exposed for tests that compare methods.
+// P(a, z) by z^a e^-z / Gamma(a+1) * sum z^k / (a+1)_k; needs z < a + 1 to
+// converge fast (correct for any z >= 0).
+void GammaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec);
+// I_x(a, b) by x^a y^b / (a B(a, b)) * sum (a+b)_k / (a+1)_k x^k. Leaves a
+// non-finite ball when it would take more than a few million terms.
+void BetaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, slong prec);
+
+// log Gamma(a) + log Gamma(b) - log Gamma(a + b).
+void LogBeta(arb_ptr res, arb_srcptr a, arb_srcptr b, slong prec);
+
+// ---------------------------------------------------------------- deviates
+
+// A continuous distribution seen through a variable w in which its density
+// is log-concave on the whole real line (log y for gamma, logit x for beta),
+// so that Newton's method on the log of a tail converges from any start.
+struct TailProblem {
+  // The tail at w (increasing in w when direction > 0), to a ball.
+  std::function<void(arb_ptr, arb_srcptr w, slong prec)> tail;
+  // The log of the density of w at w.
+  std::function<void(arb_ptr, arb_srcptr w, slong prec)> log_density;
+  // The deviate the caller returns, as a function of w.
+  std::function<void(arb_ptr, arb_srcptr w, slong prec)> result;
+  int direction = 1;
+  // The target tail probability (exact, positive) and a starting w.
+  arb_srcptr target = nullptr;
+  double start = 0.0;
+};
+
+// Solves tail(w) = target and returns result(w) correctly rounded to the
+// working precision. Newton on log tail at low precision from the start,
+// then Newton steps at doubling precision, then one interval Newton step
+// whose enclosure of the root must round to a single float (raising the
+// precision until it does). Returns false when that does not happen.
+bool SolveTail(QuarnFloat* out, const TailProblem& problem);
+
+// Standard normal quantile at the lower tail probability q (0 < q < 1, exact
+// ball, may be far below the double range), in double precision.
+double NormalQuantileStart(arb_srcptr q);
+
+// log(q) in double precision for a positive ball (finite even when q is far
+// below the double range).
+double LogDouble(arb_srcptr q);
+
+// Starting values in w for the two families, from double-precision
+// approximations (small-tail power laws, Wilson-Hilferty, normal on the logit
+// scale).
+double GammaStart(double a, arb_srcptr q, bool upper);
+double BetaLogitStart(double a, double b, arb_srcptr q);
+
+// Solves the lower tail of Beta(a, b) at w = logit x equal to q, returning
+// result(w) rounded; the beta, F and t deviates all reduce to this.
+bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
+                    const std::function<void(arb_ptr, arb_srcptr w, slong prec)>& result);
+
+// ------------------------------------------------------------------ errors
+
+// Marks success.
+void Succeed(NagError* fail);
+// Records a failure with a code and a message.
+void Fail(NagError* fail, int code, const std::string& message);
+
+// The range a float argument must lie in (kAny: only checked for being
+// undefined).
+enum class Bound { kAny, kPositive, kNonNegative, kAtMostMillion, kUnitClosed, kUnitOpen, kUnitHalfOpen };
+
+// A float argument, its name in messages, and its range.
+struct Arg {
+  const char* name;
+  const QuarnFloat& value;
+  Bound bound;
+};
+
+// The tails a routine accepts.
+enum class Tails { kNone, kLowerUpper, kAll };
+
+// The checks every routine starts with, in order: the tail ("tail must be
+// ..."), undefined inputs (the result is NaN, with success), then each
+// argument's range ("<name> must be <range>, received <name> = <value>.",
+// with a code for the side it fell out on; the result is 0). Returns that
+// early result, or nothing when the routine should go on.
+std::optional<QuarnFloat> Screen(NagError* fail, Tails tails, Nag_TailProbability tail,
+                                 std::initializer_list<Arg> args);
+
+// A deviate of a symmetric distribution (normal, t) as a two-sided problem:
+// outer = P(|X| > |x|) and inner = P(|X| <= |x|), both exact, and the sign of
+// x. zero is set when the deviate is 0 (a lower or upper tail of 1/2).
+struct SymmetricTarget {
+  Ball outer, inner;
+  int sign = 1;
+  bool zero = false;
+};
+void SetSymmetricTarget(SymmetricTarget* target, Nag_TailProbability tail, const QuarnFloat& p);
+
+// NaN (the undefined float) at the working precision.
+QuarnFloat Undefined();
+
+// Records that a routine could not decide the rounding of its result.
+void ReportPrecision(NagError* fail, const char* routine);
+
+// A routine's correctly rounded value of eval: marks success, or reports
+// the failure to decide the rounding.
+QuarnFloat Evaluate(NagError* fail, const char* routine, const BallFunction& eval, slong extra_bits = 0);
+
+// A routine's result from a solver that reported ok or not.
+QuarnFloat Finish(NagError* fail, const char* routine, bool ok, const QuarnFloat& value);
+
+// The exact constant c (0, 1/2, 1) at the working precision, marking
+// success.
+QuarnFloat Exact(NagError* fail, double c);
+
+// 1 - x for an exact ball x, exact.
+void OneMinusExact(arb_ptr res, arb_srcptr x);
+
+}  // namespace quarn::numerics
+
+#endif

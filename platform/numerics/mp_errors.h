@@ -1,0 +1,18 @@
+// The error codes the QuarnMP_* routines put in NagError::code. Callers test
+// only code != 0; the values are distinct so that tests can tell the exits
+// apart. The values NAG publishes are kept where it publishes one.
+#ifndef QUARN_PLATFORM_NUMERICS_MP_ERRORS_H
+#define QUARN_PLATFORM_NUMERICS_MP_ERRORS_H
+
+enum QuarnMPErrorCode {
+  NE_NOERROR = 0,
+  NE_REAL_ARG_LT = 5,
+  NE_REAL_ARG_LE = 6,
+  NE_REAL_ARG_GT = 7,
+  NE_REAL_ARG_GE = 8,
+  NE_INT_ARG_LT = 11,
+  NE_BAD_PARAM = 70,
+  NE_TOO_MANY_ITER = 357,
+};
+
+#endif

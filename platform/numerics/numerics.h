@@ -1,0 +1,83 @@
+// The numerical routines for continuous distributions: tail probabilities and
+// deviates of the normal, Student's t, chi-square, F, beta and gamma
+// distributions at the working precision.
+//
+// Each routine has the argument list of the NAG C Library routine of the same
+// name with QuarnFloat where that routine has double. QuarnFloat is one
+// handle, so every float argument is passed by value; outputs are QuarnFloat*.
+//
+// Results are correctly rounded to the working precision of the moment
+// (quarn::host::WorkingBits(), i.e. Digits): the value is evaluated in Arb
+// with guard bits and the precision is raised until the ball rounds to a
+// single float.
+//
+// Failure: fail->code is set to 0 on success and to one of the nonzero codes
+// of mp_errors.h on failure, with a message of our own: for an argument out
+// of range it names the argument, the constraint and the value received
+// ("df must be positive, received df = -1.") and the result is 0; when the
+// rounding of the result cannot be decided (NE_TOO_MANY_ITER, not expected
+// in practice) the result is the best value found. fail may be null. Nothing
+// is printed and fail->handler is not called. A NaN (undefined) float input
+// gives a NaN result with code 0 and no range checks.
+//
+// Tails: Nag_LowerTail P(X <= x), Nag_UpperTail P(X > x), and for the
+// symmetric distributions (normal, t) Nag_TwoTailSignif P(|X| >= |x|) and
+// Nag_TwoTailConfid P(|X| <= |x|). The chi-square, F and gamma routines accept
+// only the lower and upper tails. The library's tail codes map to the
+// enumeration with quarn::numerics::TailFromCode (nag.h).
+#ifndef QUARN_PLATFORM_NUMERICS_NUMERICS_H
+#define QUARN_PLATFORM_NUMERICS_NUMERICS_H
+
+#include "platform/float/quarnfloat.h"
+#include "platform/numerics/mp_errors.h"
+#include "platform/numerics/nag.h"
+
+// ----------------------------------------------------------- probabilities
+
+// Standard normal: Phi(x) and the other tails. Fails only on an invalid tail.
+QuarnFloat QuarnMP_g01eac(Nag_TailProbability tail, QuarnFloat x, NagError* fail);
+
+// Student's t with df > 0 degrees of freedom (real df), at t. (The double
+// precision original asks for df >= 1; 0 < df < 1 is accepted here.)
+QuarnFloat QuarnMP_g01ebc(Nag_TailProbability tail, QuarnFloat t, QuarnFloat df, NagError* fail);
+
+// Chi-square with df > 0 degrees of freedom, at x >= 0 (lower or upper tail).
+QuarnFloat QuarnMP_g01ecc(Nag_TailProbability tail, QuarnFloat x, QuarnFloat df, NagError* fail);
+
+// F (variance ratio) with df1 > 0 and df2 > 0, at f >= 0 (lower or upper).
+QuarnFloat QuarnMP_g01edc(Nag_TailProbability tail, QuarnFloat f, QuarnFloat df1, QuarnFloat df2,
+                          NagError* fail);
+
+// Beta(a, b) at 0 <= x <= 1, 0 < a, b <= 1e6: *p = P(X <= x), *q = P(X > x)
+// (each computed directly, not as 1 minus the other) and *pdf the density.
+// tol is ignored: results are always to the working precision.
+void QuarnMP_g01eec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat tol, QuarnFloat* p, QuarnFloat* q,
+                    QuarnFloat* pdf, NagError* fail);
+
+// Gamma with shape a > 0 and scale b > 0 at g >= 0 (lower or upper tail).
+QuarnFloat QuarnMP_g01efc(Nag_TailProbability tail, QuarnFloat g, QuarnFloat a, QuarnFloat b, NagError* fail);
+
+// ----------------------------------------------------------------- deviates
+
+// Standard normal deviate for 0 < p < 1 in the given tail (two-tail forms
+// give the positive deviate).
+QuarnFloat QuarnMP_g01fac(Nag_TailProbability tail, QuarnFloat p, NagError* fail);
+
+// Student's t deviate, 0 < p < 1, df > 0 (as for g01ebc).
+QuarnFloat QuarnMP_g01fbc(Nag_TailProbability tail, QuarnFloat p, QuarnFloat df, NagError* fail);
+
+// Chi-square deviate (lower tail), 0 <= p < 1, df > 0.
+QuarnFloat QuarnMP_g01fcc(QuarnFloat p, QuarnFloat df, NagError* fail);
+
+// F deviate (lower tail), 0 <= p < 1, df1 > 0, df2 > 0.
+QuarnFloat QuarnMP_g01fdc(QuarnFloat p, QuarnFloat df1, QuarnFloat df2, NagError* fail);
+
+// Beta deviate (lower tail), 0 <= p <= 1, 0 < a, b <= 1e6. tol <= 0 (and any
+// tol) gives the full working precision.
+QuarnFloat QuarnMP_g01fec(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat tol, NagError* fail);
+
+// Gamma deviate (lower tail) for shape a > 0 and scale b > 0, 0 <= p < 1.
+// tol as for g01fec.
+QuarnFloat QuarnMP_g01ffc(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat tol, NagError* fail);
+
+#endif

@@ -1,0 +1,327 @@
+// The regularized incomplete gamma and beta functions on Arb balls, each tail
+// with relative accuracy.
+//
+// Arb's own functions are used where they are reliable. Two gaps are filled
+// with hypergeometric series of positive terms, which cannot cancel:
+//  - arb_hypgeom_gamma_lower loses all accuracy once a is more than a few
+//    dozen (it sums an alternating series), so the lower tail below the mean
+//    is summed here;
+//  - arb_hypgeom_beta_lower returns non-finite balls when one parameter is
+//    below about 1 and the other above about 50.
+#include <arb_hypgeom.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+
+#include "platform/numerics/internal.h"
+
+namespace quarn::numerics {
+
+namespace {
+
+// Terms beyond which a series is abandoned (an indeterminate ball results).
+constexpr long kMaxTerms = 20000000;
+
+double Mid(arb_srcptr x) { return arf_get_d(arb_midref(x), ARF_RND_NEAR); }
+
+// Whether the bound t * r / (1 - r) on the rest of a series, whose terms
+// after t shrink at least by the ratio r < 1, is below 2^-prec relative to
+// the sum s; when it is, the bound is added to the radius of s.
+bool TailSmall(arb_srcptr t, double r, arb_ptr s, slong prec) {
+  mag_t tail, rel;
+  mag_init(tail);
+  mag_init(rel);
+  arb_get_mag(tail, t);
+  mag_t factor;
+  mag_init(factor);
+  mag_set_d(factor, r / (1.0 - r) * (1.0 + 1e-9));
+  mag_mul(tail, tail, factor);
+  mag_clear(factor);
+  arb_get_mag_lower(rel, s);
+  mag_mul_2exp_si(rel, rel, -prec);
+  bool small = mag_cmp(tail, rel) <= 0;
+  if (small) arb_add_error_mag(s, tail);
+  mag_clear(tail);
+  mag_clear(rel);
+  return small;
+}
+
+// Sums s = 1 + t_1 + t_2 + ... of positive terms, where next(t, k) turns
+// t_{k-1} into t_k and ratio(k) bounds every ratio t_{j+1} / t_j for j >= k
+// (not yet below 1 is fine: summing goes on). Stops once the rest is below
+// 2^-wp of s, adding that bound to s; false (s indeterminate) past kMaxTerms.
+bool SumPositiveSeries(arb_ptr s, const std::function<void(arb_ptr t, long k)>& next,
+                       const std::function<double(long k)>& ratio, slong wp) {
+  Ball t;
+  arb_one(s);
+  arb_one(t);
+  for (long k = 1; k <= kMaxTerms; ++k) {
+    next(t, k);
+    arb_add(s, s, t, wp);
+    double r = ratio(k);
+    if (r < 1.0 - 1e-12 && TailSmall(t, r, s, wp)) return true;
+  }
+  arb_indeterminate(s);
+  return false;
+}
+
+// exp(e) where e is a sum of terms of size up to `magnitude`, evaluated with
+// enough extra bits that the sum keeps prec bits after its cancellation.
+slong PrefactorBits(slong prec, double magnitude) { return prec + MagnitudeBits(magnitude) + 8; }
+
+}  // namespace
+
+void LogBeta(arb_ptr res, arb_srcptr a, arb_srcptr b, slong prec) {
+  double size = std::fabs(Mid(a) * std::log(Mid(a) + 1.0)) + std::fabs(Mid(b) * std::log(Mid(b) + 1.0));
+  slong wp = PrefactorBits(prec, size);
+  Ball ga, gb, s;
+  arb_hypgeom_lgamma(ga, a, wp);
+  arb_hypgeom_lgamma(gb, b, wp);
+  arb_add(s, a, b, wp);
+  arb_hypgeom_lgamma(s, s, wp);
+  arb_add(res, ga, gb, wp);
+  arb_sub(res, res, s, prec);
+}
+
+// ------------------------------------------------------------------ gamma
+
+void GammaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec) {
+  if (arb_is_zero(z)) {
+    arb_zero(res);
+    return;
+  }
+  const double ad = Mid(a), zd = Mid(z);
+  const slong wp = prec + 16;
+  // Prefactor z^a e^-z / Gamma(a + 1).
+  Ball pre, t;
+  {
+    double size = std::fabs(ad * std::log(zd)) + zd + std::fabs(std::lgamma(ad + 1.0));
+    slong pp = PrefactorBits(wp, size);
+    arb_log(pre, z, pp);
+    arb_mul(pre, pre, a, pp);
+    arb_sub(pre, pre, z, pp);
+    arb_add_ui(t, a, 1, pp);
+    arb_hypgeom_lgamma(t, t, pp);
+    arb_sub(pre, pre, t, pp);
+    arb_exp(pre, pre, wp);
+  }
+  // sum_k z^k / (a+1)_k: the ratio z / (a + k + 1) after t_k falls with k.
+  Ball s, d;
+  bool ok = SumPositiveSeries(
+      s,
+      [&](arb_ptr term, long k) {
+        arb_add_ui(d, a, static_cast<ulong>(k), wp);
+        arb_mul(term, term, z, wp);
+        arb_div(term, term, d, wp);
+      },
+      [&](long k) { return zd / (ad + static_cast<double>(k) + 1.0); }, wp);
+  if (!ok) {
+    arb_indeterminate(res);
+    return;
+  }
+  arb_mul(res, pre, s, prec);
+}
+
+void GammaTail(arb_ptr res, arb_srcptr a, arb_srcptr z, bool upper, slong prec) {
+  if (arb_is_zero(z)) {
+    upper ? arb_one(res) : arb_zero(res);
+    return;
+  }
+  const double ad = Mid(a), zd = Mid(z);
+  if (zd < ad + 1.0) {
+    // Below the mean the lower tail is the smaller one (or both are near 1/2).
+    if (!upper) {
+      GammaLowerSeries(res, a, z, prec);
+    } else if (ad <= 20.0) {
+      // For small a the lower tail can be close to 1; Arb's upper function
+      // is reliable there.
+      arb_hypgeom_gamma_upper(res, a, z, 1, prec);
+    } else {
+      GammaLowerSeries(res, a, z, prec);
+      arb_sub_si(res, res, 1, prec);
+      arb_neg(res, res);
+    }
+    return;
+  }
+  arb_hypgeom_gamma_upper(res, a, z, 1, prec);
+  if (!upper) {
+    arb_sub_si(res, res, 1, prec);
+    arb_neg(res, res);
+  }
+}
+
+// ------------------------------------------------------------------- beta
+
+namespace {
+
+// Terms the series of I_x(a, b) needs for prec bits: up to the peak of the
+// terms, past it while the ratio (a+b+k) x / (a+1+k) is close to 1, then
+// geometric with ratio x.
+double BetaSeriesTerms(double a, double b, double x, slong prec) {
+  if (x <= 0.0) return 0.0;
+  if (x >= 1.0) return 1e300;
+  double need = 0.7 * static_cast<double>(prec);
+  double r0 = x * (a + b) / (a + 1.0);
+  if (r0 < 1.0) return need / -std::log(std::max(r0, x));
+  double peak = ((a + b) * x - (a + 1.0)) / (1.0 - x) + 1.0;
+  return peak + std::sqrt(peak * need) + need / -std::log(x);
+}
+
+// I_x(a, b) by the series, in the orientation given; no choice made here.
+void BetaSeriesCore(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, slong prec) {
+  if (arb_is_zero(x)) {
+    arb_zero(res);
+    return;
+  }
+  const double ad = Mid(a), bd = Mid(b), xd = Mid(x);
+  if (BetaSeriesTerms(ad, bd, xd, prec) > static_cast<double>(kMaxTerms)) {
+    arb_indeterminate(res);
+    return;
+  }
+  const slong wp = prec + 16;
+  // Prefactor x^a y^b / (a B(a, b)).
+  Ball pre, t, u;
+  {
+    double size = std::fabs(ad * std::log(xd)) + std::fabs(bd * std::log1p(-xd)) +
+                  std::fabs(ad * std::log(ad + 1.0)) + std::fabs(bd * std::log(bd + 1.0)) + 1.0;
+    slong pp = PrefactorBits(wp, size);
+    arb_log(pre, x, pp);
+    arb_mul(pre, pre, a, pp);
+    arb_log(t, y, pp);
+    arb_mul(t, t, b, pp);
+    arb_add(pre, pre, t, pp);
+    arb_log(t, a, pp);
+    arb_sub(pre, pre, t, pp);
+    LogBeta(t, a, b, pp);
+    arb_sub(pre, pre, t, pp);
+    arb_exp(pre, pre, wp);
+  }
+  // sum_k (a+b)_k / (a+1)_k x^k; the ratio after t_k is
+  // r_k = x (a+b+k) / (a+1+k), which moves monotonically towards x, so the
+  // larger of r_k and x bounds every later ratio.
+  Ball s, num, den;
+  arb_add(num, a, b, wp);
+  arb_add_ui(den, a, 1, wp);
+  bool ok = SumPositiveSeries(
+      s,
+      [&](arb_ptr term, long k) {
+        // t_k = t_{k-1} x (a+b+k-1) / (a+k)
+        arb_add_ui(u, num, static_cast<ulong>(k - 1), wp);
+        arb_mul(term, term, u, wp);
+        arb_mul(term, term, x, wp);
+        arb_add_ui(u, den, static_cast<ulong>(k - 1), wp);
+        arb_div(term, term, u, wp);
+      },
+      [&](long k) {
+        double kd = static_cast<double>(k);
+        return std::max(xd * (ad + bd + kd) / (ad + 1.0 + kd), xd);
+      },
+      wp);
+  if (!ok) {
+    arb_indeterminate(res);
+    return;
+  }
+  arb_mul(res, pre, s, prec);
+}
+
+// Arb's hypergeometric evaluation fails when one parameter is small and the
+// other large.
+bool ArbBetaReliable(double a, double b) { return !(std::min(a, b) < 2.0 && std::max(a, b) > 40.0); }
+
+// I_x(a, b) by Arb where it is reliable, else by the series.
+void BetaLowerAny(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, slong prec) {
+  if (ArbBetaReliable(Mid(a), Mid(b))) {
+    arb_hypgeom_beta_lower(res, a, b, x, 1, prec);
+    if (arb_is_finite(res)) return;
+  }
+  BetaLowerSeries(res, a, b, x, y, prec);
+}
+
+// 1 - c for a ball c in [0, 1].
+void Complement(arb_ptr res, arb_srcptr c, slong prec) {
+  arb_sub_si(res, c, 1, prec);
+  arb_neg(res, res);
+}
+
+// Bits lost when 1 - c is formed at prec (all of them when the ball of
+// 1 - c contains 0).
+double ComplementLoss(arb_srcptr c, slong prec) {
+  Ball d;
+  Complement(d, c, prec);
+  if (arb_contains_zero(d)) return static_cast<double>(prec);
+  slong e = arf_abs_bound_lt_2exp_si(arb_midref(d.get()));  // |1 - c| < 2^e
+  return e >= -1 ? 0.0 : static_cast<double>(-e - 1);
+}
+
+}  // namespace
+
+void BetaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, slong prec) {
+  const double ad = Mid(a), bd = Mid(b), xd = Mid(x), yd = Mid(y);
+  double direct = BetaSeriesTerms(ad, bd, xd, prec);
+  double swapped = BetaSeriesTerms(bd, ad, yd, prec);
+  if (swapped < direct) {
+    // 1 - I_y(b, a), unless the complement cancels more than the direct
+    // series costs.
+    Ball c;
+    BetaSeriesCore(c, b, a, y, x, prec);
+    double loss = arb_is_finite(c) ? ComplementLoss(c, prec) : 1e300;
+    if (loss <= 2.0) {
+      Complement(res, c, prec);
+      return;
+    }
+    double extra = loss + 16.0;
+    if (direct > 4.0 * swapped * (1.0 + extra / static_cast<double>(prec)) && extra < 64.0 * prec) {
+      BetaSeriesCore(c, b, a, y, x, prec + static_cast<slong>(extra));
+      Complement(res, c, prec);
+      return;
+    }
+  }
+  BetaSeriesCore(res, a, b, x, y, prec);
+}
+
+void BetaTail(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, bool upper, slong prec) {
+  // Wanted: I_X(A, B).
+  arb_srcptr A = upper ? b : a, B = upper ? a : b, X = upper ? y : x, Y = upper ? x : y;
+  if (arb_is_zero(X)) {
+    arb_zero(res);
+    return;
+  }
+  if (arb_is_zero(Y)) {
+    arb_one(res);
+    return;
+  }
+  // With a large parameter Arb's evaluation slows down by orders of
+  // magnitude, while the series is short wherever its ratio stays small.
+  const double ad = Mid(A), bd = Mid(B);
+  if (std::max(ad, bd) > 1000.0) {
+    const double budget = 4.0 * static_cast<double>(prec) + 100.0;
+    if (BetaSeriesTerms(ad, bd, Mid(X), prec) <= budget) {
+      BetaSeriesCore(res, A, B, X, Y, prec);
+      return;
+    }
+    if (BetaSeriesTerms(bd, ad, Mid(Y), prec) <= budget) {
+      Ball c;
+      BetaSeriesCore(c, B, A, Y, X, prec);
+      if (arb_is_finite(c) && ComplementLoss(c, prec) <= 2.0) {
+        Complement(res, c, prec);
+        return;
+      }
+    }
+  }
+  if (Mid(X) <= 0.5) {
+    BetaLowerAny(res, A, B, X, Y, prec);
+    return;
+  }
+  // X > 1/2: the complement is taken at its small argument Y, unless the
+  // wanted value is itself small.
+  Ball c;
+  BetaLowerAny(c, B, A, Y, X, prec);
+  if (arb_is_finite(c) && ComplementLoss(c, prec) <= 2.0) {
+    Complement(res, c, prec);
+    return;
+  }
+  BetaLowerAny(res, A, B, X, Y, prec);
+}
+
+}  // namespace quarn::numerics

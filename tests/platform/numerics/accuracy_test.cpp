@@ -1,0 +1,290 @@
+// The distribution routines against mpmath reference tables at Digits 10 to
+// 300, with a per-routine report of the worst error; properties that need no
+// reference (chi-square against gamma, symmetry of t, deviate against
+// probability); failure codes and messages; and the special-function
+// variants against each other.
+//
+// Errors are measured two ways, both against the reference:
+//  - in units of the last place of the binary working precision
+//    (2^(exponent - WorkingBits)); a correctly rounded result is within 0.5;
+//  - in units of the last of Digits decimal digits, after rounding the
+//    result to Digits significant digits (what the host prints); the target
+//    is at most 1.
+#include <gtest/gtest.h>
+#include <mpfr.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "platform/host/host.h"
+#include "platform/numerics/numerics.h"
+#include "support/support.h"
+
+namespace {
+
+namespace host = quarn::host;
+using quarn::test::ScopedDigits;
+
+// ------------------------------------------------------------ reference data
+
+struct Row {
+  long digits = 0;
+  char tail = '-';
+  std::string in[3];
+  std::vector<std::string> values;
+  int line = 0;
+};
+
+std::string SourceDir() {
+  if (const char* dir = std::getenv("QUARN_SOURCE_DIR")) return dir;
+  std::string file = __FILE__;
+  return file.substr(0, file.rfind("/tests/"));
+}
+
+std::vector<Row> LoadTable(const std::string& routine) {
+  std::string path = SourceDir() + "/tests/data/numerics_" + routine + ".tsv";
+  std::ifstream in(path);
+  EXPECT_TRUE(in.good()) << "missing " << path;
+  std::vector<Row> rows;
+  std::string line;
+  int number = 0;
+  while (std::getline(in, line)) {
+    ++number;
+    if (line.empty() || line[0] == '#') continue;
+    std::vector<std::string> f;
+    std::stringstream ss(line);
+    std::string cell;
+    while (std::getline(ss, cell, '\t')) f.push_back(cell);
+    if (f.size() < 6) {
+      ADD_FAILURE() << path << ":" << number << ": malformed row";
+      continue;
+    }
+    Row r;
+    r.digits = std::stol(f[0]);
+    r.tail = f[1][0];
+    for (int i = 0; i < 3; ++i) r.in[i] = f[2 + i];
+    r.values.assign(f.begin() + 5, f.end());
+    r.line = number;
+    rows.push_back(r);
+  }
+  return rows;
+}
+
+// An input written as a hexadecimal float, exactly, at the working precision.
+QuarnFloat Input(const std::string& hex) {
+  return quarn::floats::Compute([&](mpfr_ptr z) {
+    int inexact = mpfr_set_str(z, hex.c_str(), 0, MPFR_RNDN);
+    EXPECT_EQ(0, inexact) << "input " << hex << " is not a number";
+    MPFR_DECL_INIT(check, 64);
+    mpfr_set_str(check, hex.c_str(), 0, MPFR_RNDN);
+    EXPECT_TRUE(mpfr_equal_p(z, check)) << "input " << hex << " is not exact at this precision";
+  });
+}
+
+Nag_TailProbability Tail(char c) {
+  switch (c) {
+    case 'U': return Nag_UpperTail;
+    case 'S': return Nag_TwoTailSignif;
+    case 'C': return Nag_TwoTailConfid;
+    default: return Nag_LowerTail;
+  }
+}
+
+// -------------------------------------------------------------------- errors
+
+struct Mpfr {
+  mpfr_t v;
+  explicit Mpfr(mpfr_prec_t bits) { mpfr_init2(v, bits); }
+  ~Mpfr() { mpfr_clear(v); }
+  Mpfr(const Mpfr&) = delete;
+  Mpfr& operator=(const Mpfr&) = delete;
+};
+
+struct Error {
+  double binary_ulps;
+  double decimal_ulps;
+};
+
+// |got - ref| in ulps of `bits` binary digits, and |round(got, digits) - ref|
+// in units of the last of `digits` decimal digits.
+Error Measure(mpfr_srcptr got, const std::string& ref_text, long digits, long bits) {
+  const mpfr_prec_t p = 4 * bits + 256;
+  Mpfr ref(p), diff(p), ulp(p), printed(p);
+  mpfr_set_str(ref.v, ref_text.c_str(), 10, MPFR_RNDN);
+  Error e{0.0, 0.0};
+  if (mpfr_zero_p(ref.v) || !mpfr_number_p(got)) {
+    bool same = mpfr_equal_p(got, ref.v);
+    return same ? e : Error{1e300, 1e300};
+  }
+  mpfr_sub(diff.v, got, ref.v, MPFR_RNDN);
+  mpfr_abs(diff.v, diff.v, MPFR_RNDN);
+  mpfr_set_ui_2exp(ulp.v, 1, mpfr_get_exp(ref.v) - bits, MPFR_RNDN);
+  mpfr_div(ulp.v, diff.v, ulp.v, MPFR_RNDN);
+  e.binary_ulps = mpfr_get_d(ulp.v, MPFR_RNDU);
+  // The result as printed to `digits` significant digits.
+  std::vector<char> buf(digits + 16);
+  mpfr_exp_t exp10 = 0;
+  mpfr_get_str(buf.data(), &exp10, 10, digits, got, MPFR_RNDN);
+  std::string text(buf.data());
+  bool negative = !text.empty() && text[0] == '-';
+  std::string mantissa = negative ? text.substr(1) : text;
+  std::string literal = std::string(negative ? "-" : "") + "0." + mantissa + "e" + std::to_string(exp10);
+  mpfr_set_str(printed.v, literal.c_str(), 10, MPFR_RNDN);
+  mpfr_sub(diff.v, printed.v, ref.v, MPFR_RNDN);
+  mpfr_abs(diff.v, diff.v, MPFR_RNDN);
+  // The decimal exponent of ref: ref in [10^e, 10^(e+1)).
+  mpfr_abs(ulp.v, ref.v, MPFR_RNDN);
+  mpfr_log10(ulp.v, ulp.v, MPFR_RNDD);
+  mpfr_floor(ulp.v, ulp.v);
+  long e10 = mpfr_get_si(ulp.v, MPFR_RNDN);
+  mpfr_set_ui(ulp.v, 10, MPFR_RNDN);
+  mpfr_pow_si(ulp.v, ulp.v, e10 - digits + 1, MPFR_RNDN);
+  mpfr_div(diff.v, diff.v, ulp.v, MPFR_RNDN);
+  e.decimal_ulps = mpfr_get_d(diff.v, MPFR_RNDU);
+  return e;
+}
+
+// -------------------------------------------------------------- the routines
+
+// How a routine is called on a row: its outputs for the row's tail and inputs.
+using Call = std::function<std::vector<QuarnFloat>(const Row&, NagError*)>;
+
+struct Routine {
+  const char* name;
+  Call call;
+  std::vector<const char*> outputs = {};  // names of several outputs, for the report
+};
+
+// Test names and failure messages show the routine's name.
+void PrintTo(const Routine& r, std::ostream* os) { *os << r.name; }
+
+QuarnFloat In(const Row& r, int i) { return Input(r.in[i]); }
+
+const std::vector<Routine>& Routines() {
+  static const std::vector<Routine> routines = {
+      {"g01eac", [](const Row& r, NagError* f) { return std::vector{QuarnMP_g01eac(Tail(r.tail), In(r, 0), f)}; }},
+      {"g01ebc",
+       [](const Row& r, NagError* f) { return std::vector{QuarnMP_g01ebc(Tail(r.tail), In(r, 0), In(r, 1), f)}; }},
+      {"g01ecc",
+       [](const Row& r, NagError* f) { return std::vector{QuarnMP_g01ecc(Tail(r.tail), In(r, 0), In(r, 1), f)}; }},
+      {"g01edc",
+       [](const Row& r, NagError* f) {
+         return std::vector{QuarnMP_g01edc(Tail(r.tail), In(r, 0), In(r, 1), In(r, 2), f)};
+       }},
+      {"g01eec",
+       [](const Row& r, NagError* f) {
+         QuarnFloat p, q, pdf;
+         QuarnMP_g01eec(In(r, 0), In(r, 1), In(r, 2), QuarnFloat(0.0), &p, &q, &pdf, f);
+         return std::vector{p, q, pdf};
+       },
+       {"p", "q", "pdf"}},
+      {"g01efc",
+       [](const Row& r, NagError* f) {
+         return std::vector{QuarnMP_g01efc(Tail(r.tail), In(r, 0), In(r, 1), In(r, 2), f)};
+       }},
+      {"g01fac", [](const Row& r, NagError* f) { return std::vector{QuarnMP_g01fac(Tail(r.tail), In(r, 0), f)}; }},
+      {"g01fbc",
+       [](const Row& r, NagError* f) { return std::vector{QuarnMP_g01fbc(Tail(r.tail), In(r, 0), In(r, 1), f)}; }},
+      {"g01fcc", [](const Row& r, NagError* f) { return std::vector{QuarnMP_g01fcc(In(r, 0), In(r, 1), f)}; }},
+      {"g01fdc",
+       [](const Row& r, NagError* f) { return std::vector{QuarnMP_g01fdc(In(r, 0), In(r, 1), In(r, 2), f)}; }},
+      {"g01fec",
+       [](const Row& r, NagError* f) {
+         return std::vector{QuarnMP_g01fec(In(r, 0), In(r, 1), In(r, 2), QuarnFloat(0.0), f)};
+       }},
+      {"g01ffc",
+       [](const Row& r, NagError* f) {
+         return std::vector{QuarnMP_g01ffc(In(r, 0), In(r, 1), In(r, 2), QuarnFloat(0.0), f)};
+       }},
+  };
+  return routines;
+}
+
+// ------------------------------------------------------------------- report
+
+struct Worst {
+  double binary = 0.0;
+  double decimal = 0.0;
+  int rows = 0;
+  std::string where;  // the row with the largest decimal error
+};
+
+std::map<std::pair<std::string, long>, Worst>& Report() {
+  static auto* report = new std::map<std::pair<std::string, long>, Worst>;
+  return *report;
+}
+
+// Prints the worst errors per routine and Digits after all tests, and writes
+// them as a Markdown table to $QUARN_ACCURACY_REPORT when that is set.
+class ReportPrinter : public testing::Environment {
+ public:
+  void TearDown() override {
+    if (Report().empty()) return;
+    std::ostringstream md;
+    md << "| routine | Digits | rows | worst (binary ulps) | worst (decimal ulps, printed) | worst row |\n";
+    md << "|---|---|---|---|---|---|\n";
+    for (const auto& [key, w] : Report()) {
+      char line[512];
+      std::snprintf(line, sizeof line, "| %s | %ld | %d | %.3g | %.3g | %s |\n", key.first.c_str(), key.second, w.rows,
+                    w.binary, w.decimal, w.where.c_str());
+      md << line;
+    }
+    std::printf("\nAccuracy against the mpmath tables:\n%s\n", md.str().c_str());
+    if (const char* path = std::getenv("QUARN_ACCURACY_REPORT")) {
+      std::ofstream out(path);
+      out << "# Accuracy of the distribution routines\n\n"
+          << "Worst error per routine and Digits against tests/data/numerics_*.tsv (mpmath, "
+          << "tools/gen_numerics_reference.py), from tests/platform/numerics/accuracy_test.cpp.\n"
+          << "Binary ulps: units of 2^(exponent - WorkingBits); a correctly rounded result is within 0.5.\n"
+          << "Decimal ulps: the result rounded to Digits significant digits, in units of the last digit.\n\n"
+          << md.str();
+    }
+  }
+};
+
+[[maybe_unused]] testing::Environment* const kReportPrinter = testing::AddGlobalTestEnvironment(new ReportPrinter);
+
+class ReferenceTable : public testing::TestWithParam<Routine> {};
+
+TEST_P(ReferenceTable, WithinOneUlpAtEveryDigits) {
+  const Routine& routine = GetParam();
+  std::vector<Row> rows = LoadTable(routine.name);
+  ASSERT_FALSE(rows.empty());
+  for (const Row& r : rows) {
+    ScopedDigits digits(r.digits);
+    std::string where = std::string(routine.name) + " line " + std::to_string(r.line) + " (" + r.tail + ", " +
+                        r.in[0] + ", " + r.in[1] + ", " + r.in[2] + ")";
+    SCOPED_TRACE(where + " at Digits " + std::to_string(r.digits));
+    NagError fail{};
+    std::vector<QuarnFloat> got = routine.call(r, &fail);
+    EXPECT_EQ(0, fail.code) << fail.message;
+    ASSERT_EQ(got.size(), r.values.size());
+    for (size_t i = 0; i < got.size(); ++i) {
+      std::string name = routine.name;
+      if (!routine.outputs.empty()) name += std::string(":") + routine.outputs[i];
+      Error e = Measure(got[i].Mpfr(), r.values[i], r.digits, static_cast<long>(host::WorkingBits()));
+      // Correctly rounded in binary, hence within 1 ulp printed in decimal.
+      EXPECT_LE(e.binary_ulps, 0.501) << name << " got " << host::Print(got[i].Handle());
+      EXPECT_LE(e.decimal_ulps, 1.0) << name << " got " << host::Print(got[i].Handle());
+      Worst& w = Report()[{name, r.digits}];
+      ++w.rows;
+      w.binary = std::max(w.binary, e.binary_ulps);
+      if (e.decimal_ulps >= w.decimal) {
+        w.decimal = e.decimal_ulps;
+        w.where = "line " + std::to_string(r.line);
+      }
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Routines, ReferenceTable, testing::ValuesIn(Routines()),
+                         [](const testing::TestParamInfo<Routine>& info) { return std::string(info.param.name); });
+
+}  // namespace

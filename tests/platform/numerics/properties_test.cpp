@@ -1,0 +1,451 @@
+// Properties of the distribution routines that need no reference table:
+// identities between distributions, symmetry, deviates bracketed by the
+// probabilities of their neighbours, undefined inputs, failure codes and
+// messages, and the special-function methods against each other.
+#include <arb_hypgeom.h>
+#include <gtest/gtest.h>
+#include <mpfr.h>
+
+#include <cmath>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/host/host.h"
+#include "platform/numerics/internal.h"
+#include "platform/numerics/numerics.h"
+#include "support/support.h"
+
+namespace {
+
+namespace host = quarn::host;
+namespace nm = quarn::numerics;
+using quarn::test::ScopedDigits;
+
+const long kDigits[] = {15, 40};
+
+std::string Show(const QuarnFloat& x) { return host::Print(x.Handle()); }
+
+// The two floats next to x at the working precision.
+QuarnFloat Next(const QuarnFloat& x, int direction) {
+  return quarn::floats::Compute([&](mpfr_ptr z) {
+    mpfr_set(z, x.Mpfr(), MPFR_RNDN);
+    direction > 0 ? mpfr_nextabove(z) : mpfr_nextbelow(z);
+  });
+}
+
+bool Identical(const QuarnFloat& a, const QuarnFloat& b) { return mpfr_equal_p(a.Mpfr(), b.Mpfr()) != 0; }
+
+// |a - b| <= ulps units of 2^-WorkingBits relative to b.
+bool WithinUlps(const QuarnFloat& a, double b, int ulps) {
+  double rel = std::fabs((a - QuarnFloat(b)).ToDouble() / b);
+  return rel <= ulps * std::ldexp(1.0, -static_cast<int>(host::WorkingBits()) + 1);
+}
+
+// ---------------------------------------------------------------- identities
+
+TEST(Identities, ChiSquareIsGammaWithHalfShapeAndScaleTwo) {
+  const double xs[] = {0.001, 0.5, 3.5, 17.0, 250.0};
+  const double dfs[] = {0.0009765625, 1.0, 4.0, 25.0, 1000.0};
+  for (long d : kDigits) {
+    ScopedDigits digits(d);
+    for (double x : xs) {
+      for (double df : dfs) {
+        for (Nag_TailProbability tail : {Nag_LowerTail, Nag_UpperTail}) {
+          NagError f1{}, f2{};
+          QuarnFloat chi = QuarnMP_g01ecc(tail, QuarnFloat(x), QuarnFloat(df), &f1);
+          QuarnFloat gam = QuarnMP_g01efc(tail, QuarnFloat(x), QuarnFloat(df / 2), QuarnFloat(2.0), &f2);
+          // Both are the correctly rounded value of the same number.
+          EXPECT_TRUE(Identical(chi, gam)) << "x " << x << " df " << df << " tail " << tail << " at Digits " << d
+                                           << ": " << Show(chi) << " vs " << Show(gam);
+          EXPECT_EQ(0, f1.code);
+          EXPECT_EQ(0, f2.code);
+        }
+      }
+    }
+  }
+}
+
+TEST(Identities, StudentTIsHalfAtZeroAndSymmetric) {
+  const double dfs[] = {0.0009765625, 0.5, 1.0, 7.5, 1e6};
+  const double ts[] = {1e-8, 0.25, 3.0, 1e10};
+  for (long d : kDigits) {
+    ScopedDigits digits(d);
+    for (double df : dfs) {
+      NagError f{};
+      QuarnFloat half = QuarnMP_g01ebc(Nag_LowerTail, QuarnFloat(0.0), QuarnFloat(df), &f);
+      EXPECT_TRUE(half == 0.5) << "df " << df << ": " << Show(half);
+      for (double t : ts) {
+        // P(T <= -t) = P(T > t), and the two-tail forms add up.
+        QuarnFloat lower = QuarnMP_g01ebc(Nag_LowerTail, QuarnFloat(-t), QuarnFloat(df), &f);
+        QuarnFloat upper = QuarnMP_g01ebc(Nag_UpperTail, QuarnFloat(t), QuarnFloat(df), &f);
+        EXPECT_TRUE(Identical(lower, upper)) << "t " << t << " df " << df;
+        QuarnFloat signif = QuarnMP_g01ebc(Nag_TwoTailSignif, QuarnFloat(t), QuarnFloat(df), &f);
+        EXPECT_TRUE(Identical(signif, QuarnFloat(2.0) * upper)) << "t " << t << " df " << df;
+        QuarnFloat confid = QuarnMP_g01ebc(Nag_TwoTailConfid, QuarnFloat(-t), QuarnFloat(df), &f);
+        EXPECT_TRUE(WithinUlps(signif + confid, 1.0, 2)) << "t " << t << " df " << df;
+      }
+    }
+  }
+}
+
+TEST(Identities, NormalIsStudentTWithManyDegreesAndTailsAddUp) {
+  ScopedDigits digits(20);
+  NagError f{};
+  for (double x : {-5.0, -1.0, 0.5, 2.0}) {
+    QuarnFloat lower = QuarnMP_g01eac(Nag_LowerTail, QuarnFloat(x), &f);
+    QuarnFloat upper = QuarnMP_g01eac(Nag_UpperTail, QuarnFloat(-x), &f);
+    EXPECT_TRUE(Identical(lower, upper)) << x;
+    // t with 1e12 degrees of freedom differs from the normal by O(1/df).
+    QuarnFloat t = QuarnMP_g01ebc(Nag_LowerTail, QuarnFloat(x), QuarnFloat(1e12), &f);
+    EXPECT_LT(std::fabs((t - lower).ToDouble()), 1e-11) << x;
+  }
+  // F with (1, df2) is t squared: P(F <= t^2) = P(|T| <= t).
+  for (double t : {0.5, 2.0, 30.0}) {
+    QuarnFloat fp = QuarnMP_g01edc(Nag_LowerTail, QuarnFloat(t * t), QuarnFloat(1.0), QuarnFloat(6.0), &f);
+    QuarnFloat tp = QuarnMP_g01ebc(Nag_TwoTailConfid, QuarnFloat(t), QuarnFloat(6.0), &f);
+    EXPECT_TRUE(Identical(fp, tp)) << t << ": " << Show(fp) << " vs " << Show(tp);
+  }
+  // Beta(a, b) at x against F(2a, 2b) at b x / (a (1 - x)): x = 3/4 and f = 8.
+  QuarnFloat p, q, pdf;
+  QuarnMP_g01eec(QuarnFloat(0.75), QuarnFloat(1.5), QuarnFloat(4.0), QuarnFloat(0.0), &p, &q, &pdf, &f);
+  QuarnFloat fp = QuarnMP_g01edc(Nag_LowerTail, QuarnFloat(8.0), QuarnFloat(3.0), QuarnFloat(8.0), &f);
+  EXPECT_TRUE(Identical(p, fp)) << Show(p) << " vs " << Show(fp);
+  QuarnFloat fq = QuarnMP_g01edc(Nag_UpperTail, QuarnFloat(8.0), QuarnFloat(3.0), QuarnFloat(8.0), &f);
+  EXPECT_TRUE(Identical(q, fq)) << Show(q) << " vs " << Show(fq);
+}
+
+// Regression: a value within a tiny fraction of an ulp of a rounding
+// boundary was never decided, because the ball's end points were rounded
+// only 16 bits beyond the target before the comparison.
+TEST(Rounding, ValueNextToARoundingBoundaryIsDecided) {
+  ScopedDigits digits(30);
+  // I_x(2, 3) = 6x^2 - 8x^3 + 3x^4 exactly; at x = 1/2 - 2^-54 it lies about
+  // 2^-54 ulp from a midpoint of the working precision.
+  const double x = 0.5 - std::ldexp(1.0, -54);
+  mpfr_t e, t;
+  mpfr_inits2(400, e, t, static_cast<mpfr_ptr>(nullptr));
+  mpfr_set_d(t, x, MPFR_RNDN);
+  mpfr_mul_ui(e, t, 3, MPFR_RNDN);       // 3x
+  mpfr_sub_ui(e, e, 8, MPFR_RNDN);       // 3x - 8
+  mpfr_mul(e, e, t, MPFR_RNDN);          // 3x^2 - 8x
+  mpfr_add_ui(e, e, 6, MPFR_RNDN);       // 3x^2 - 8x + 6
+  mpfr_mul(e, e, t, MPFR_RNDN);
+  mpfr_mul(e, e, t, MPFR_RNDN);          // exact: 216 bits
+  QuarnFloat exact = QuarnFloat::FromMpfr(e);
+  mpfr_clears(e, t, static_cast<mpfr_ptr>(nullptr));
+  NagError f{};
+  QuarnFloat p, q, pdf;
+  QuarnMP_g01eec(QuarnFloat(x), QuarnFloat(2.0), QuarnFloat(3.0), QuarnFloat(0.0), &p, &q, &pdf, &f);
+  EXPECT_EQ(0, f.code) << f.message;
+  EXPECT_TRUE(Identical(p, exact)) << Show(p) << " vs " << Show(exact);
+}
+
+TEST(Rounding, ValueOnARoundingBoundaryIsRoundedToEven) {
+  ScopedDigits digits(31);
+  // The Beta(3, 1) density is 3x^2, evaluated through exp and log (a ball
+  // that never shrinks to a point). With x = 1/2 + 2^-h, 3x^2 =
+  // 3/4 + 3 2^-h + 3 2^-2h has 2h significant bits: for 2h = n + 1 (n the
+  // working bits) it lies exactly halfway between two floats.
+  const long n = host::WorkingBits();
+  ASSERT_EQ(1, n % 2);
+  const long h = (n + 1) / 2;
+  mpfr_t x, e;
+  mpfr_inits2(4 * n, x, e, static_cast<mpfr_ptr>(nullptr));
+  mpfr_set_ui_2exp(x, 1, -h, MPFR_RNDN);
+  mpfr_add_d(x, x, 0.5, MPFR_RNDN);
+  mpfr_sqr(e, x, MPFR_RNDN);
+  mpfr_mul_ui(e, e, 3, MPFR_RNDN);  // exact
+  ASSERT_EQ(n + 1, static_cast<long>(mpfr_min_prec(e)));
+  QuarnFloat xq = QuarnFloat::FromMpfr(x);    // exact: h bits
+  QuarnFloat even = QuarnFloat::FromMpfr(e);  // the tie rounded to even
+  mpfr_clears(x, e, static_cast<mpfr_ptr>(nullptr));
+  NagError f{};
+  QuarnFloat p, q, pdf;
+  QuarnMP_g01eec(xq, QuarnFloat(3.0), QuarnFloat(1.0), QuarnFloat(0.0), &p, &q, &pdf, &f);
+  EXPECT_EQ(0, f.code) << f.message;
+  EXPECT_TRUE(Identical(pdf, even)) << Show(pdf) << " vs " << Show(even);
+}
+
+// ----------------------------------------------------------------- deviates
+
+// For an increasing probability P, the deviate x of p is correctly rounded
+// only if P(x-) <= p <= P(x+) for the floats x- and x+ next to x.
+void ExpectBracketed(const std::function<QuarnFloat(const QuarnFloat&)>& probability, const QuarnFloat& x,
+                     const QuarnFloat& p, const std::string& what) {
+  QuarnFloat below = probability(Next(x, -1)), above = probability(Next(x, 1));
+  EXPECT_TRUE(below <= p && p <= above) << what << ": deviate " << Show(x) << ", P below " << Show(below)
+                                         << ", target " << Show(p) << ", P above " << Show(above);
+}
+
+struct DeviateCase {
+  const char* name;
+  std::vector<double> params;
+  std::function<QuarnFloat(const QuarnFloat& p, const std::vector<QuarnFloat>&, NagError*)> deviate;
+  std::function<QuarnFloat(const QuarnFloat& x, const std::vector<QuarnFloat>&, NagError*)> probability;
+};
+
+std::vector<DeviateCase> DeviateCases() {
+  using V = std::vector<QuarnFloat>;
+  auto normal_dev = [](const QuarnFloat& p, const V&, NagError* f) { return QuarnMP_g01fac(Nag_LowerTail, p, f); };
+  auto normal_prob = [](const QuarnFloat& x, const V&, NagError* f) { return QuarnMP_g01eac(Nag_LowerTail, x, f); };
+  auto t_dev = [](const QuarnFloat& p, const V& v, NagError* f) { return QuarnMP_g01fbc(Nag_LowerTail, p, v[0], f); };
+  auto t_prob = [](const QuarnFloat& x, const V& v, NagError* f) {
+    return QuarnMP_g01ebc(Nag_LowerTail, x, v[0], f);
+  };
+  auto chi_dev = [](const QuarnFloat& p, const V& v, NagError* f) { return QuarnMP_g01fcc(p, v[0], f); };
+  auto chi_prob = [](const QuarnFloat& x, const V& v, NagError* f) {
+    return QuarnMP_g01ecc(Nag_LowerTail, x, v[0], f);
+  };
+  auto f_dev = [](const QuarnFloat& p, const V& v, NagError* f) { return QuarnMP_g01fdc(p, v[0], v[1], f); };
+  auto f_prob = [](const QuarnFloat& x, const V& v, NagError* f) {
+    return QuarnMP_g01edc(Nag_LowerTail, x, v[0], v[1], f);
+  };
+  auto beta_dev = [](const QuarnFloat& p, const V& v, NagError* f) {
+    return QuarnMP_g01fec(p, v[0], v[1], QuarnFloat(0.0), f);
+  };
+  auto beta_prob = [](const QuarnFloat& x, const V& v, NagError* f) {
+    QuarnFloat p, q, pdf;
+    QuarnMP_g01eec(x, v[0], v[1], QuarnFloat(0.0), &p, &q, &pdf, f);
+    return p;
+  };
+  auto gamma_dev = [](const QuarnFloat& p, const V& v, NagError* f) {
+    return QuarnMP_g01ffc(p, v[0], v[1], QuarnFloat(0.0), f);
+  };
+  auto gamma_prob = [](const QuarnFloat& x, const V& v, NagError* f) {
+    return QuarnMP_g01efc(Nag_LowerTail, x, v[0], v[1], f);
+  };
+  return {
+      {"normal", {}, normal_dev, normal_prob},
+      {"t(0.75)", {0.75}, t_dev, t_prob},
+      {"t(12)", {12.0}, t_dev, t_prob},
+      {"chisq(0.25)", {0.25}, chi_dev, chi_prob},
+      {"chisq(9)", {9.0}, chi_dev, chi_prob},
+      {"F(3, 1.5)", {3.0, 1.5}, f_dev, f_prob},
+      {"F(40, 60)", {40.0, 60.0}, f_dev, f_prob},
+      {"beta(0.5, 8)", {0.5, 8.0}, beta_dev, beta_prob},
+      {"beta(30, 2)", {30.0, 2.0}, beta_dev, beta_prob},
+      {"gamma(3, 0.5)", {3.0, 0.5}, gamma_dev, gamma_prob},
+      {"gamma(0.1, 7)", {0.1, 7.0}, gamma_dev, gamma_prob},
+  };
+}
+
+TEST(Deviates, BracketedByTheProbabilitiesOfTheirNeighbours) {
+  const double ps[] = {1e-40, 0.001, 0.2, 0.5, 0.7, 0.99, 1.0 - 1.0 / 65536};
+  for (long d : kDigits) {
+    ScopedDigits digits(d);
+    for (const DeviateCase& c : DeviateCases()) {
+      std::vector<QuarnFloat> params(c.params.begin(), c.params.end());
+      for (double pd : ps) {
+        QuarnFloat p(pd);
+        NagError f{};
+        QuarnFloat x = c.deviate(p, params, &f);
+        ASSERT_EQ(0, f.code) << c.name << " p " << pd << ": " << f.message;
+        std::string what = std::string(c.name) + " p " + std::to_string(pd) + " Digits " + std::to_string(d);
+        ExpectBracketed([&](const QuarnFloat& y) { return c.probability(y, params, &f); }, x, p, what);
+        EXPECT_EQ(0, f.code) << what << ": " << f.message;
+      }
+    }
+  }
+}
+
+TEST(Deviates, ProbabilityThenDeviateReturnsTheInput) {
+  ScopedDigits digits(30);
+  for (const DeviateCase& c : DeviateCases()) {
+    std::vector<QuarnFloat> params(c.params.begin(), c.params.end());
+    for (double x : {0.125, 0.75}) {
+      NagError f{};
+      QuarnFloat p = c.probability(QuarnFloat(x), params, &f);
+      QuarnFloat back = c.deviate(p, params, &f);
+      ASSERT_EQ(0, f.code) << c.name << " x " << x << ": " << f.message;
+      // p is rounded, so back may differ from x by what one ulp of p moves
+      // the deviate: no more than p's relative rounding over the elasticity.
+      double rel = std::fabs((back - QuarnFloat(x)).ToDouble() / x);
+      EXPECT_LT(rel, 1e-25) << c.name << " x " << x << " back " << Show(back);
+    }
+  }
+}
+
+TEST(Deviates, TwoTailFormsMapToTheLowerTail) {
+  ScopedDigits digits(25);
+  NagError f{};
+  // (two-tail significance 1/16), (confidence 15/16), (lower 31/32) and
+  // (upper 1/32) are the same deviate.
+  QuarnFloat lower = QuarnMP_g01fac(Nag_LowerTail, QuarnFloat(0.96875), &f);
+  EXPECT_TRUE(Identical(lower, QuarnMP_g01fac(Nag_UpperTail, QuarnFloat(0.03125), &f)));
+  EXPECT_TRUE(Identical(lower, QuarnMP_g01fac(Nag_TwoTailSignif, QuarnFloat(0.0625), &f)));
+  EXPECT_TRUE(Identical(lower, QuarnMP_g01fac(Nag_TwoTailConfid, QuarnFloat(0.9375), &f)));
+  QuarnFloat t = QuarnMP_g01fbc(Nag_LowerTail, QuarnFloat(0.96875), QuarnFloat(11.0), &f);
+  EXPECT_TRUE(Identical(t, QuarnMP_g01fbc(Nag_UpperTail, QuarnFloat(0.03125), QuarnFloat(11.0), &f)));
+  EXPECT_TRUE(Identical(t, QuarnMP_g01fbc(Nag_TwoTailSignif, QuarnFloat(0.0625), QuarnFloat(11.0), &f)));
+  EXPECT_TRUE(Identical(t, QuarnMP_g01fbc(Nag_TwoTailConfid, QuarnFloat(0.9375), QuarnFloat(11.0), &f)));
+  // The lower tail below 1/2 is the negative deviate.
+  EXPECT_TRUE(Identical(-lower, QuarnMP_g01fac(Nag_LowerTail, QuarnFloat(0.03125), &f)));
+  // The ends of the closed ranges.
+  EXPECT_TRUE(QuarnMP_g01fcc(QuarnFloat(0.0), QuarnFloat(3.0), &f) == 0);
+  EXPECT_TRUE(QuarnMP_g01fec(QuarnFloat(1.0), QuarnFloat(2.0), QuarnFloat(3.0), QuarnFloat(0.0), &f) == 1);
+  EXPECT_EQ(0, f.code);
+}
+
+// ------------------------------------------------------- undefined inputs
+
+TEST(Undefined, NanInputGivesNanWithoutError) {
+  ScopedDigits digits(20);
+  QuarnFloat nan = QuarnFloatUndefined();
+  NagError f{};
+  f.code = 99;
+  EXPECT_TRUE(IsQuarnFloatUndefined(QuarnMP_g01eac(Nag_LowerTail, nan, &f)));
+  EXPECT_EQ(0, f.code);
+  EXPECT_TRUE(IsQuarnFloatUndefined(QuarnMP_g01ebc(Nag_LowerTail, QuarnFloat(1.0), nan, &f)));
+  EXPECT_TRUE(IsQuarnFloatUndefined(QuarnMP_g01fdc(nan, QuarnFloat(-1.0), QuarnFloat(2.0), &f)));
+  EXPECT_EQ(0, f.code);
+  QuarnFloat p, q, pdf;
+  QuarnMP_g01eec(QuarnFloat(0.5), nan, QuarnFloat(2.0), QuarnFloat(0.0), &p, &q, &pdf, &f);
+  EXPECT_TRUE(IsQuarnFloatUndefined(p) && IsQuarnFloatUndefined(q) && IsQuarnFloatUndefined(pdf));
+  EXPECT_EQ(0, f.code);
+}
+
+TEST(Ends, InfiniteArgumentsAndDensityAtTheEnds) {
+  ScopedDigits digits(20);
+  NagError f{};
+  QuarnFloat inf = QuarnFloat(1.0) / QuarnFloat(0.0);
+  EXPECT_TRUE(QuarnMP_g01eac(Nag_LowerTail, inf, &f) == 1);
+  EXPECT_TRUE(QuarnMP_g01eac(Nag_UpperTail, -inf, &f) == 1);
+  EXPECT_TRUE(QuarnMP_g01ebc(Nag_LowerTail, -inf, QuarnFloat(3.0), &f) == 0);
+  EXPECT_TRUE(QuarnMP_g01ecc(Nag_UpperTail, inf, QuarnFloat(3.0), &f) == 0);
+  EXPECT_TRUE(QuarnMP_g01edc(Nag_LowerTail, QuarnFloat(0.0), QuarnFloat(3.0), QuarnFloat(2.0), &f) == 0);
+  QuarnFloat p, q, pdf;
+  QuarnMP_g01eec(QuarnFloat(0.0), QuarnFloat(0.5), QuarnFloat(2.0), QuarnFloat(0.0), &p, &q, &pdf, &f);
+  EXPECT_TRUE(p == 0 && q == 1 && IsQuarnFloatInfinity(pdf));
+  QuarnMP_g01eec(QuarnFloat(1.0), QuarnFloat(3.0), QuarnFloat(1.0), QuarnFloat(0.0), &p, &q, &pdf, &f);
+  EXPECT_TRUE(p == 1 && q == 0 && pdf == 3) << Show(pdf);  // a x^(a-1) at x = 1
+  QuarnMP_g01eec(QuarnFloat(0.0), QuarnFloat(3.0), QuarnFloat(2.0), QuarnFloat(0.0), &p, &q, &pdf, &f);
+  EXPECT_TRUE(pdf == 0);
+  EXPECT_EQ(0, f.code);
+}
+
+// ----------------------------------------------------------------- failures
+
+struct FailureCase {
+  const char* what;
+  std::function<void(NagError*)> call;
+  int code;
+  const char* message;
+};
+
+TEST(Failures, InvalidArgumentsNameTheArgumentAndTheConstraint) {
+  ScopedDigits digits(10);
+  const QuarnFloat one(1.0), half(0.5), zero(0.0), minus(-1.0), big(2e6);
+  const auto bad_tail = static_cast<Nag_TailProbability>(17);
+  QuarnFloat p, q, pdf;
+  const FailureCase cases[] = {
+      {"normal tail", [&](NagError* f) { QuarnMP_g01eac(bad_tail, one, f); }, NE_BAD_PARAM,
+       "tail must be Nag_LowerTail, Nag_UpperTail, Nag_TwoTailSignif or Nag_TwoTailConfid, received tail = 17."},
+      {"chi-square two-tail", [&](NagError* f) { QuarnMP_g01ecc(Nag_TwoTailSignif, one, one, f); }, NE_BAD_PARAM,
+       "tail must be Nag_LowerTail or Nag_UpperTail, received tail = 1331."},
+      {"t df", [&](NagError* f) { QuarnMP_g01ebc(Nag_LowerTail, one, minus, f); }, NE_REAL_ARG_LE,
+       "df must be positive, received df = -1."},
+      {"chi-square x", [&](NagError* f) { QuarnMP_g01ecc(Nag_LowerTail, minus, one, f); }, NE_REAL_ARG_LT,
+       "x must be non-negative, received x = -1."},
+      {"F df2", [&](NagError* f) { QuarnMP_g01edc(Nag_UpperTail, one, one, zero, f); }, NE_REAL_ARG_LE,
+       "df2 must be positive, received df2 = 0."},
+      {"beta x", [&](NagError* f) { QuarnMP_g01eec(QuarnFloat(1.5), one, one, zero, &p, &q, &pdf, f); },
+       NE_REAL_ARG_GT, "x must be in [0, 1], received x = 1.5"},
+      {"beta b", [&](NagError* f) { QuarnMP_g01eec(half, one, big, zero, &p, &q, &pdf, f); }, NE_REAL_ARG_GT,
+       "b must be positive and at most 1e6, received b = 2"},
+      {"gamma scale", [&](NagError* f) { QuarnMP_g01efc(Nag_LowerTail, one, one, minus, f); }, NE_REAL_ARG_LE,
+       "b must be positive, received b = -1."},
+      {"normal p", [&](NagError* f) { QuarnMP_g01fac(Nag_LowerTail, one, f); }, NE_REAL_ARG_GE,
+       "p must be in (0, 1), received p = 1."},
+      {"t p", [&](NagError* f) { QuarnMP_g01fbc(Nag_LowerTail, zero, one, f); }, NE_REAL_ARG_LE,
+       "p must be in (0, 1), received p = 0."},
+      {"chi-square p", [&](NagError* f) { QuarnMP_g01fcc(one, one, f); }, NE_REAL_ARG_GE,
+       "p must be in [0, 1), received p = 1."},
+      {"F df1", [&](NagError* f) { QuarnMP_g01fdc(half, minus, one, f); }, NE_REAL_ARG_LE,
+       "df1 must be positive, received df1 = -1."},
+      {"beta a", [&](NagError* f) { QuarnMP_g01fec(half, zero, one, zero, f); }, NE_REAL_ARG_LE,
+       "a must be positive and at most 1e6, received a = 0."},
+      {"gamma a", [&](NagError* f) { QuarnMP_g01ffc(half, big, one, zero, f); }, NE_REAL_ARG_GT,
+       "a must be positive and at most 1e6, received a = 2"},
+      {"gamma p", [&](NagError* f) { QuarnMP_g01ffc(minus, one, one, zero, f); }, NE_REAL_ARG_LT,
+       "p must be in [0, 1), received p = -1."},
+  };
+  for (const FailureCase& c : cases) {
+    NagError f{};
+    c.call(&f);
+    EXPECT_EQ(c.code, f.code) << c.what;
+    EXPECT_EQ(0, std::string(f.message).rfind(c.message, 0)) << c.what << ": " << f.message;
+  }
+  // A valid call after a failure clears the record.
+  NagError f{};
+  QuarnMP_g01fac(Nag_LowerTail, one, &f);
+  QuarnMP_g01fac(Nag_LowerTail, half, &f);
+  EXPECT_EQ(0, f.code);
+  EXPECT_STREQ("", f.message);
+}
+
+// ------------------------------------------------- methods against each other
+
+// Balls a and b overlap (each encloses the true value).
+bool Overlap(arb_srcptr a, arb_srcptr b) { return arb_overlaps(a, b) != 0; }
+
+// The exact balls of a beta problem (a, b, x) and y = 1 - x.
+struct BetaArgs {
+  nm::Ball a, b, x, y;
+  explicit BetaArgs(const double (&c)[3]) {
+    arb_set_d(a, c[0]);
+    arb_set_d(b, c[1]);
+    arb_set_d(x, c[2]);
+    arb_one(y);
+    arb_sub(y, y, x, ARF_PREC_EXACT);
+  }
+};
+
+TEST(Methods, GammaSeriesAgreesWithArbUpperTail) {
+  const slong prec = 200;
+  const double cases[][2] = {{3.0, 2.5}, {40.0, 39.0}, {500.0, 480.0}, {0.01, 0.3}, {1e4, 1e4 - 30}};
+  for (const auto& c : cases) {
+    nm::Ball a, z, p, q;
+    arb_set_d(a, c[0]);
+    arb_set_d(z, c[1]);
+    nm::GammaLowerSeries(p, a, z, prec);
+    arb_hypgeom_gamma_upper(q, a, z, 1, prec);
+    EXPECT_GT(arb_rel_accuracy_bits(p), 150) << "a " << c[0] << " z " << c[1];
+    arb_add(p, p, q, prec);
+    arb_sub_ui(p, p, 1, prec);
+    EXPECT_TRUE(arb_contains_zero(p)) << "a " << c[0] << " z " << c[1];
+  }
+}
+
+TEST(Methods, BetaSeriesAgreesWithArbWhereArbIsReliable) {
+  const slong prec = 200;
+  const double cases[][3] = {{2.0, 3.0, 0.25}, {0.5, 0.5, 0.9}, {30.0, 20.0, 0.6}, {3.0, 4.0, 0.01}, {5.0, 1.5, 0.999}};
+  for (const auto& c : cases) {
+    BetaArgs v(c);
+    nm::Ball s, r;
+    nm::BetaLowerSeries(s, v.a, v.b, v.x, v.y, prec);
+    arb_hypgeom_beta_lower(r, v.a, v.b, v.x, 1, prec);
+    EXPECT_TRUE(Overlap(s, r)) << "a " << c[0] << " b " << c[1] << " x " << c[2];
+    EXPECT_GT(arb_rel_accuracy_bits(s), 150) << "a " << c[0] << " b " << c[1] << " x " << c[2];
+  }
+}
+
+TEST(Methods, BetaTailsAddUpWhereArbFails) {
+  // One small and one large parameter: Arb's hypergeometric evaluation gives
+  // up here, the series does not.
+  const slong prec = 300;
+  const double cases[][3] = {{0.001, 1e6, 1e-7}, {0.001, 1e6, 0.3}, {0.5, 500.0, 0.002}, {1e6, 0.5, 0.999996}};
+  for (const auto& c : cases) {
+    BetaArgs v(c);
+    nm::Ball lower, upper;
+    nm::BetaTail(lower, v.a, v.b, v.x, v.y, false, prec);
+    nm::BetaTail(upper, v.a, v.b, v.x, v.y, true, prec);
+    EXPECT_GT(arb_rel_accuracy_bits(lower), 250) << c[0] << " " << c[1] << " " << c[2];
+    EXPECT_GT(arb_rel_accuracy_bits(upper), 250) << c[0] << " " << c[1] << " " << c[2];
+    arb_add(lower, lower, upper, prec);
+    arb_sub_ui(lower, lower, 1, prec);
+    EXPECT_TRUE(arb_contains_zero(lower)) << c[0] << " " << c[1] << " " << c[2];
+  }
+}
+
+}  // namespace
