@@ -2,7 +2,7 @@
 # make check: install what is missing, build (warnings as errors, UBSan), run every test.
 BUILD ?= build
 DEPS = g++ cmake ninja-build libmpfr-dev libgmp-dev libflint-dev libflint-arb-dev libgc-dev \
-       libgtest-dev libbenchmark-dev libedit-dev python3-mpmath
+       libgtest-dev libbenchmark-dev libedit-dev python3-mpmath libboost-dev
 CMAKE_FLAGS ?= -DQUARN_WERROR=ON -DQUARN_UBSAN=ON
 
 .PHONY: all deps configure build check demo bench clean
@@ -31,9 +31,10 @@ demo: build
 
 # Benchmarks build without the sanitizer, optimised.
 bench: deps
-	@[ -f build-bench/build.ninja ] || cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release
+	cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DQUARN_BENCH=ON > /dev/null
 	cmake --build build-bench -j2
 	bash bench/run_memory.sh build-bench
+	bash bench/run_distributions.sh build-bench
 
 clean:
 	rm -rf $(BUILD) build-bench

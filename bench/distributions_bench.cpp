@@ -1,0 +1,779 @@
+// Per-call time of the continuous distributions' probabilities and deviates,
+// and of their random samples, next to the same values computed by the peers
+// a user could pick instead: Boost.Math on Boost.Multiprecision's mpfr_float,
+// and bare Arb calls (one evaluation at the working precision, no rounding
+// test) as the ceiling. mpmath runs separately (peers_mpmath.py);
+// run_distributions.sh merges both outputs into a table.
+//
+//   distributions_bench rows              the benchmark rows, one a line:
+//                                         label, family, op, argument, parameters
+//   distributions_bench calls DIGITS [ROW [IMPL]]
+//                                         every row at Digits = DIGITS, or those
+//                                         whose label contains ROW, by IMPL only
+//                                         (quarn, arb or boost)
+//   distributions_bench sample DIGITS N   RandomSample(N) of normal, gamma and beta
+//                                         variates, with mpfr_nrandom and Boost.Random
+//   distributions_bench elementary DIGITS exp, log and atan by QuarnFloat, MPFR and
+//                                         Arb (where the closed forms' time goes)
+//
+// Each Digits runs in a process of its own, so that no peer reuses a constant
+// it cached at another precision. Output lines are tab-separated:
+//   call   label  digits  impl  ns_per_call  calls  value
+//   sample label  digits  impl  ns_per_variate  n  mean  variance
+// where value is the result to Digits + 4 digits (or "error: <message>").
+// Times are process CPU time per call, the fastest of five batches, with the
+// implementations of a row taking turns batch by batch (TimeInTurns), so that
+// other work on the machine disturbs them little and their ratios less.
+// QUARN_BENCH_SECONDS (default 0.05) sets the CPU time one measurement aims
+// for.
+#include <arb.h>
+#include <arb_hypgeom.h>
+#include <gmp.h>
+#include <mpfr.h>
+
+#include <algorithm>
+#include <boost/math/distributions/beta.hpp>
+#include <boost/math/distributions/cauchy.hpp>
+#include <boost/math/distributions/chi_squared.hpp>
+#include <boost/math/distributions/exponential.hpp>
+#include <boost/math/distributions/fisher_f.hpp>
+#include <boost/math/distributions/gamma.hpp>
+#include <boost/math/distributions/logistic.hpp>
+#include <boost/math/distributions/normal.hpp>
+#include <boost/math/distributions/students_t.hpp>
+#include <boost/math/distributions/weibull.hpp>
+#include <boost/multiprecision/mpfr.hpp>
+#include <boost/random/beta_distribution.hpp>
+#include <boost/random/gamma_distribution.hpp>
+#include <boost/random/mersenne_twister.hpp>
+#include <boost/random/normal_distribution.hpp>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <exception>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/float/quarnfloat.h"
+#include "platform/host/host.h"
+#include "platform/host/quarnc.h"
+#include "stats/distributions/distributions.h"
+#include "stats/frame/frame.h"
+
+namespace {
+
+namespace host = quarn::host;
+namespace bmath = boost::math;
+namespace bmp = boost::multiprecision;
+
+// Boost's variable-precision MPFR float; its precision is set once per
+// process, to the Digits of the run.
+using BoostFloat = bmp::mpfr_float;
+
+// ------------------------------------------------------------------ timing
+
+double CpuSeconds() {
+  timespec t;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+  return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
+}
+
+double BudgetSeconds() {
+  const char* s = std::getenv("QUARN_BENCH_SECONDS");
+  double v = s != nullptr ? std::strtod(s, nullptr) : 0.0;
+  return v > 0 ? v : 0.05;
+}
+
+struct Timing {
+  double ns = 1e300;  // per call, the fastest batch
+  long calls = 0;     // calls timed in all
+};
+
+// One implementation of a row: its call, the text of its last result, and
+// what the timing found.
+struct Contender {
+  Contender(const char* i, std::function<void()> c, std::function<std::string()> v)
+      : impl(i), call(std::move(c)), value(std::move(v)) {}
+  const char* impl;
+  std::function<void()> call;
+  std::function<std::string()> value;
+  long batch = 1;
+  Timing timing;
+  std::string error;  // the message when the call threw
+};
+
+// Runs f for c, turning an exception into c's error.
+template <class F>
+void Guarded(Contender& c, F&& f) {
+  try {
+    f();
+  } catch (const std::exception& e) {
+    c.error = e.what();
+  } catch (...) {
+    c.error = "unknown exception";
+  }
+}
+
+// Times the contenders of one row in turns. Each makes a first call (which
+// also warms the caches it builds at this precision) and is given a batch
+// size from a short calibration run; then in each of five rounds (three when
+// a call takes longer than the budget) every contender runs one batch, and
+// keeps its fastest batch per call. Taking turns spreads changes in the
+// machine's load over all contenders, so their ratios are steadier than
+// their times. A contender that throws drops out with its message.
+void TimeInTurns(std::vector<Contender>& contenders) {
+  const double batch_seconds = BudgetSeconds() / 5;
+  int rounds = 5;
+  for (Contender& c : contenders) {
+    Guarded(c, [&] {
+      double t0 = CpuSeconds();
+      c.call();
+      double first = CpuSeconds() - t0;
+      if (first > 2 * BudgetSeconds()) rounds = 3;
+      if (first >= batch_seconds) return;
+      t0 = CpuSeconds();
+      long probe = 0;
+      do {
+        c.call();
+        ++probe;
+      } while (CpuSeconds() - t0 < batch_seconds / 10 && probe < 1000000);
+      double per = (CpuSeconds() - t0) / static_cast<double>(probe);
+      c.batch = std::max(1L, static_cast<long>(batch_seconds / std::max(per, 1e-9)));
+    });
+  }
+  for (int round = 0; round < rounds; ++round) {
+    for (Contender& c : contenders) {
+      if (!c.error.empty()) continue;
+      Guarded(c, [&] {
+        double t0 = CpuSeconds();
+        for (long i = 0; i < c.batch; ++i) c.call();
+        c.timing.ns = std::min(c.timing.ns, (CpuSeconds() - t0) * 1e9 / static_cast<double>(c.batch));
+        c.timing.calls += c.batch;
+      });
+    }
+  }
+}
+
+// ------------------------------------------------------------------ output
+
+std::string MpfrText(mpfr_srcptr x, long digits) {
+  char* s = nullptr;
+  mpfr_asprintf(&s, "%.*Re", static_cast<int>(digits + 3), x);
+  std::string text(s);
+  mpfr_free_str(s);
+  return text;
+}
+
+// Times the contenders of one row and prints a line for each.
+void RunRow(const std::string& label, long digits, std::vector<Contender>& contenders) {
+  TimeInTurns(contenders);
+  for (Contender& c : contenders) {
+    if (c.error.empty()) Guarded(c, [&] {
+      std::string value = c.value();
+      std::printf("call\t%s\t%ld\t%s\t%.6g\t%ld\t%s\n", label.c_str(), digits, c.impl, c.timing.ns, c.timing.calls,
+                  value.c_str());
+    });
+    if (!c.error.empty()) {
+      std::replace(c.error.begin(), c.error.end(), '\t', ' ');
+      std::replace(c.error.begin(), c.error.end(), '\n', ' ');
+      std::printf("call\t%s\t%ld\t%s\tnan\t0\terror: %s\n", label.c_str(), digits, c.impl, c.error.c_str());
+    }
+  }
+  std::fflush(stdout);
+}
+
+// ------------------------------------------------------------ the families
+
+enum class Op { kProbability, kDeviate };
+
+// A probability or deviate of the library with its parameters in an array.
+using QuarnFn = std::function<QuarnFloat(QKernel, const QuarnFloat&, const QuarnFloat*)>;
+
+template <class... P, size_t... I>
+QuarnFloat ApplyArray(QuarnFloat (*fn)(QKernel, QuarnFloat, P...), QKernel kv, const QuarnFloat& x,
+                      const QuarnFloat* p, std::index_sequence<I...>) {
+  return fn(kv, x, p[I]...);
+}
+
+template <class... P>
+QuarnFn WithArray(QuarnFloat (*fn)(QKernel, QuarnFloat, P...)) {
+  return [fn](QKernel kv, const QuarnFloat& x, const QuarnFloat* p) {
+    return ApplyArray(fn, kv, x, p, std::index_sequence_for<P...>{});
+  };
+}
+
+// The same value on Arb balls: res from the exact argument x and the exact
+// parameters p at prec bits. Empty where Arb has no such function.
+using ArbFn = std::function<void(arb_ptr res, arb_srcptr x, arb_srcptr p, slong prec)>;
+
+// Boost.Math: the distribution made once from the parameters; the call is
+// cdf or quantile of it.
+using BoostFn = std::function<BoostFloat(const BoostFloat& x, Op op)>;
+using BoostMaker = std::function<BoostFn(const std::vector<BoostFloat>& p)>;
+
+template <class Make>
+BoostMaker Boost(Make make) {
+  return [make](const std::vector<BoostFloat>& p) -> BoostFn {
+    auto dist = make(p);
+    return [dist](const BoostFloat& x, Op op) -> BoostFloat {
+      return op == Op::kProbability ? BoostFloat(bmath::cdf(dist, x)) : BoostFloat(bmath::quantile(dist, x));
+    };
+  };
+}
+
+// An argument as a user types it: a decimal, which each implementation
+// rounds to its own working precision (Arb gets the library's rounding).
+struct Argument {
+  Op op;
+  const char* text;
+};
+
+struct Family {
+  const char* name;
+  std::vector<double> params;  // in the library's order
+  QuarnFn quarn[2];            // probability, deviate
+  ArbFn arb[2];
+  BoostMaker boost;
+  std::vector<Argument> args;  // central and tail
+};
+
+// Helpers for the Arb formulas.
+void Half(arb_ptr r, arb_srcptr x) { arb_mul_2exp_si(r, x, -1); }
+
+// 1 - x.
+void OneMinus(arb_ptr r, arb_srcptr x, slong prec) {
+  arb_sub_ui(r, x, 1, prec);
+  arb_neg(r, r);
+}
+
+// Lower-tail Student t at t, from whichever incomplete beta function has the
+// smaller argument (Arb's series converges fastest there): with
+// x = nu / (nu + t^2) and y = t^2 / (nu + t^2), P(|T| > |t|) = I_x(nu/2, 1/2)
+// and P(|T| <= |t|) = I_y(1/2, nu/2).
+void ArbStudentT(arb_ptr r, arb_srcptr t, arb_srcptr nu, slong prec) {
+  arb_t t2, s, x, a, half;
+  arb_init(t2);
+  arb_init(s);
+  arb_init(x);
+  arb_init(a);
+  arb_init(half);
+  arb_sqr(t2, t, prec);
+  arb_add(s, nu, t2, prec);
+  Half(a, nu);
+  arb_set_d(half, 0.5);
+  if (arb_le(nu, t2)) {
+    arb_div(x, nu, s, prec);
+    arb_hypgeom_beta_lower(r, a, half, x, 1, prec);  // two-sided tail
+    Half(r, r);
+    if (arb_is_positive(t)) OneMinus(r, r, prec);
+  } else {
+    arb_div(x, t2, s, prec);
+    arb_hypgeom_beta_lower(r, half, a, x, 1, prec);  // central probability
+    Half(r, r);
+    if (arb_is_negative(t)) arb_neg(r, r);
+    arb_add(r, r, half, prec);
+  }
+  arb_clear(t2);
+  arb_clear(s);
+  arb_clear(x);
+  arb_clear(a);
+  arb_clear(half);
+}
+
+// The standard normal quantile by erfcinv, on the side of u that keeps its
+// relative accuracy.
+void ArbNormalQuantile(arb_ptr r, arb_srcptr u, arb_srcptr p, slong prec) {
+  arb_t s;
+  arb_init(s);
+  bool below = arf_cmp_2exp_si(arb_midref(u), -1) < 0;
+  if (below) {
+    arb_mul_2exp_si(s, u, 1);
+  } else {
+    OneMinus(s, u, prec);
+    arb_mul_2exp_si(s, s, 1);
+  }
+  arb_hypgeom_erfcinv(r, s, prec);
+  arb_sqrt_ui(s, 2, prec);
+  arb_mul(r, r, s, prec);
+  if (below) arb_neg(r, r);
+  arb_mul(r, r, p + 1, prec);
+  arb_add(r, r, p, prec);
+  arb_clear(s);
+}
+
+std::vector<Family> Families() {
+  using B = BoostFloat;
+  using P = const std::vector<B>&;
+  const Argument u_central{Op::kDeviate, "0.3"};
+  const Argument u_tail{Op::kDeviate, "1e-10"};
+  std::vector<Family> f;
+
+  f.push_back({"Normal", {0, 1},
+               {WithArray(&STATS_NormalProbability_MP), WithArray(&STATS_NormalDeviate_MP)},
+               {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
+                  arb_t s;
+                  arb_init(s);
+                  arb_sub(r, x, p, prec);
+                  arb_div(r, r, p + 1, prec);
+                  arb_sqrt_ui(s, 2, prec);
+                  arb_div(r, r, s, prec);
+                  arb_neg(r, r);
+                  arb_hypgeom_erfc(r, r, prec);
+                  Half(r, r);
+                  arb_clear(s);
+                },
+                ArbNormalQuantile},
+               Boost([](P p) { return bmath::normal_distribution<B>(p[0], p[1]); }),
+               {{Op::kProbability, "0.7"}, {Op::kProbability, "-20"}, u_central, u_tail}});
+
+  f.push_back({"StudentT", {5},
+               {WithArray(&STATS_StudentTProbability_MP), WithArray(&STATS_StudentTDeviate_MP)},
+               {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) { ArbStudentT(r, x, p, prec); }, nullptr},
+               Boost([](P p) { return bmath::students_t_distribution<B>(p[0]); }),
+               {{Op::kProbability, "1.3"}, {Op::kProbability, "-30"}, u_central, u_tail}});
+
+  f.push_back({"ChiSquare", {7},
+               {WithArray(&STATS_ChiSquareProbability_MP), WithArray(&STATS_ChiSquareDeviate_MP)},
+               {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
+                  arb_t a, z;
+                  arb_init(a);
+                  arb_init(z);
+                  Half(a, p);
+                  Half(z, x);
+                  arb_hypgeom_gamma_lower(r, a, z, 1, prec);
+                  arb_clear(a);
+                  arb_clear(z);
+                },
+                nullptr},
+               Boost([](P p) { return bmath::chi_squared_distribution<B>(p[0]); }),
+               {{Op::kProbability, "5.3"}, {Op::kProbability, "0.13"}, u_central, u_tail}});
+
+  f.push_back({"FRatio", {4, 9},
+               {WithArray(&STATS_FRatioProbability_MP), WithArray(&STATS_FRatioDeviate_MP)},
+               {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
+                  // I_y(nu1/2, nu2/2) at y = nu1 f / (nu1 f + nu2).
+                  arb_t a, b, y, s;
+                  arb_init(a);
+                  arb_init(b);
+                  arb_init(y);
+                  arb_init(s);
+                  Half(a, p);
+                  Half(b, p + 1);
+                  arb_mul(y, p, x, prec);
+                  arb_add(s, y, p + 1, prec);
+                  arb_div(y, y, s, prec);
+                  arb_hypgeom_beta_lower(r, a, b, y, 1, prec);
+                  arb_clear(a);
+                  arb_clear(b);
+                  arb_clear(y);
+                  arb_clear(s);
+                },
+                nullptr},
+               Boost([](P p) { return bmath::fisher_f_distribution<B>(p[0], p[1]); }),
+               {{Op::kProbability, "1.3"}, {Op::kProbability, "0.007"}, u_central, u_tail}});
+
+  f.push_back({"Beta", {2.5, 3.5},
+               {WithArray(&STATS_BetaProbability_MP), WithArray(&STATS_BetaDeviate_MP)},
+               {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
+                  arb_hypgeom_beta_lower(r, p, p + 1, x, 1, prec);
+                },
+                nullptr},
+               Boost([](P p) { return bmath::beta_distribution<B>(p[0], p[1]); }),
+               {{Op::kProbability, "0.37"}, {Op::kProbability, "0.001"}, u_central, u_tail}});
+
+  f.push_back({"Gamma", {2, 3.5},
+               {WithArray(&STATS_GammaProbability_MP), WithArray(&STATS_GammaDeviate_MP)},
+               {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
+                  // Scale p[0], shape p[1]: P(p[1], x / p[0]).
+                  arb_t z;
+                  arb_init(z);
+                  arb_div(z, x, p, prec);
+                  arb_hypgeom_gamma_lower(r, p + 1, z, 1, prec);
+                  arb_clear(z);
+                },
+                nullptr},
+               Boost([](P p) { return bmath::gamma_distribution<B>(p[1], p[0]); }),
+               {{Op::kProbability, "6.1"}, {Op::kProbability, "0.06"}, u_central, u_tail}});
+
+  // Closed forms. Arb gets the formulas that keep their relative accuracy
+  // (expm1, log1p): the value, not the library's way of writing it.
+  f.push_back({"Exponential", {2},
+               {WithArray(&STATS_ExponentialProbability_MP), WithArray(&STATS_ExponentialDeviate_MP)},
+               {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
+                  arb_div(r, x, p, prec);  // -expm1(-x / b)
+                  arb_neg(r, r);
+                  arb_expm1(r, r, prec);
+                  arb_neg(r, r);
+                },
+                [](arb_ptr r, arb_srcptr u, arb_srcptr p, slong prec) {
+                  arb_neg(r, u);  // -b log1p(-u)
+                  arb_log1p(r, r, prec);
+                  arb_mul(r, r, p, prec);
+                  arb_neg(r, r);
+                }},
+               Boost([](P p) { return bmath::exponential_distribution<B>(1 / p[0]); }),
+               {{Op::kProbability, "1.3"}, {Op::kProbability, "0.001"}, u_central, u_tail}});
+
+  f.push_back({"Weibull", {2, 1.5},
+               {WithArray(&STATS_WeibullProbability_MP), WithArray(&STATS_WeibullDeviate_MP)},
+               {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
+                  arb_div(r, x, p, prec);  // -expm1(-(x / b)^c)
+                  arb_pow(r, r, p + 1, prec);
+                  arb_neg(r, r);
+                  arb_expm1(r, r, prec);
+                  arb_neg(r, r);
+                },
+                [](arb_ptr r, arb_srcptr u, arb_srcptr p, slong prec) {
+                  arb_t e;  // b (-log1p(-u))^(1/c)
+                  arb_init(e);
+                  arb_neg(r, u);
+                  arb_log1p(r, r, prec);
+                  arb_neg(r, r);
+                  arb_inv(e, p + 1, prec);
+                  arb_pow(r, r, e, prec);
+                  arb_mul(r, r, p, prec);
+                  arb_clear(e);
+                }},
+               Boost([](P p) { return bmath::weibull_distribution<B>(p[1], p[0]); }),
+               {{Op::kProbability, "1.3"}, {Op::kProbability, "0.001"}, u_central, u_tail}});
+
+  f.push_back({"Logistic", {0, 1},
+               {WithArray(&STATS_LogisticProbability_MP), WithArray(&STATS_LogisticDeviate_MP)},
+               {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
+                  arb_sub(r, x, p, prec);  // 1 / (1 + exp(-(x - a) / b))
+                  arb_div(r, r, p + 1, prec);
+                  arb_neg(r, r);
+                  arb_exp(r, r, prec);
+                  arb_add_ui(r, r, 1, prec);
+                  arb_inv(r, r, prec);
+                },
+                [](arb_ptr r, arb_srcptr u, arb_srcptr p, slong prec) {
+                  arb_t v;  // a + b log(u / (1 - u))
+                  arb_init(v);
+                  OneMinus(v, u, prec);
+                  arb_div(r, u, v, prec);
+                  arb_log(r, r, prec);
+                  arb_mul(r, r, p + 1, prec);
+                  arb_add(r, r, p, prec);
+                  arb_clear(v);
+                }},
+               Boost([](P p) { return bmath::logistic_distribution<B>(p[0], p[1]); }),
+               {{Op::kProbability, "0.7"}, {Op::kProbability, "-40"}, u_central, u_tail}});
+
+  f.push_back({"Cauchy", {0, 1},
+               {WithArray(&STATS_CauchyProbability_MP), WithArray(&STATS_CauchyDeviate_MP)},
+               {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
+                  // 1/2 + atan(t) / Pi with t = (x - a) / b, written as
+                  // atan(-1/t) / Pi for t < 0 so that the lower tail does not
+                  // cancel.
+                  arb_t pi;
+                  arb_init(pi);
+                  arb_sub(r, x, p, prec);
+                  arb_div(r, r, p + 1, prec);
+                  const bool lower = arb_is_negative(r);
+                  if (lower) {
+                    arb_inv(r, r, prec);
+                    arb_neg(r, r);
+                  }
+                  arb_atan(r, r, prec);
+                  arb_const_pi(pi, prec);
+                  arb_div(r, r, pi, prec);
+                  if (!lower) {
+                    arb_set_d(pi, 0.5);
+                    arb_add(r, r, pi, prec);
+                  }
+                  arb_clear(pi);
+                },
+                [](arb_ptr r, arb_srcptr u, arb_srcptr p, slong prec) {
+                  // a + b tan(Pi (u - 1/2)) = a - b cot(Pi u).
+                  arb_cot_pi(r, u, prec);
+                  arb_mul(r, r, p + 1, prec);
+                  arb_sub(r, p, r, prec);
+                }},
+               Boost([](P p) { return bmath::cauchy_distribution<B>(p[0], p[1]); }),
+               {{Op::kProbability, "0.7"}, {Op::kProbability, "-1e6"}, u_central, u_tail}});
+  return f;
+}
+
+const char* OpName(Op op) { return op == Op::kProbability ? "Probability" : "Deviate"; }
+
+// "GammaDeviate(2^-34, 2, 3.5)": the call of the library's function.
+std::string Label(const Family& f, const Argument& a) {
+  std::string s = std::string(f.name) + OpName(a.op) + "(" + a.text;
+  for (double p : f.params) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, ", %g", p);
+    s += buf;
+  }
+  return s + ")";
+}
+
+int ListRows() {
+  for (const Family& f : Families()) {
+    for (const Argument& a : f.args) {
+      std::printf("%s\t%s\t%s\t%s\t", Label(f, a).c_str(), f.name, OpName(a.op), a.text);
+      for (size_t i = 0; i < f.params.size(); ++i) std::printf("%s%.17g", i ? "," : "", f.params[i]);
+      std::printf("\n");
+    }
+  }
+  return 0;
+}
+
+// ------------------------------------------------------------------- calls
+
+// An Arb ball array of the parameters, exact.
+class Balls {
+ public:
+  explicit Balls(const std::vector<double>& v) : n_(static_cast<slong>(v.size())) {
+    p_ = _arb_vec_init(n_);
+    for (slong i = 0; i < n_; ++i) arb_set_d(p_ + i, v[static_cast<size_t>(i)]);
+  }
+  ~Balls() { _arb_vec_clear(p_, n_); }
+  Balls(const Balls&) = delete;
+  Balls& operator=(const Balls&) = delete;
+  arb_srcptr get() const { return p_; }
+
+ private:
+  slong n_;
+  arb_ptr p_;
+};
+
+// Every row at Digits, or only the rows whose label contains `only_row`
+// and only the implementation `only_impl` (for a profiler run).
+// Scratch numbers of the bare Arb call: the argument, the result ball and its
+// midpoint as an MPFR number.
+struct ArbScratch {
+  explicit ArbScratch(slong bits) {
+    arb_init(x);
+    arb_init(r);
+    mpfr_init2(out, bits);
+  }
+  ~ArbScratch() {
+    arb_clear(x);
+    arb_clear(r);
+    mpfr_clear(out);
+  }
+  ArbScratch(const ArbScratch&) = delete;
+  ArbScratch& operator=(const ArbScratch&) = delete;
+  arb_t x, r;
+  mpfr_t out;
+};
+
+int RunCalls(long digits, const std::string& only_row, const std::string& only_impl) {
+  QKernel kv = host::Kernel();
+  host::SetDigits(digits);
+  BoostFloat::default_precision(static_cast<unsigned>(digits));
+  const slong bits = static_cast<slong>(host::WorkingBits());
+  for (const Family& f : Families()) {
+    std::vector<QuarnFloat> qp;
+    std::vector<BoostFloat> bp;
+    for (double p : f.params) {
+      qp.emplace_back(p);
+      bp.emplace_back(p);
+    }
+    Balls ap(f.params);
+    BoostFn boost = f.boost(bp);
+    for (const Argument& a : f.args) {
+      const std::string label = Label(f, a);
+      const int k = a.op == Op::kProbability ? 0 : 1;
+      if (label.find(only_row) == std::string::npos) continue;
+      auto wanted = [&](const char* impl) { return only_impl.empty() || only_impl == impl; };
+
+      // The library's computing function, as a program linked with it calls it.
+      const QuarnFloat x(host::ParseFloat(a.text));
+      QuarnFloat q;
+      std::vector<Contender> contenders;
+      if (wanted("quarn")) {
+        contenders.emplace_back("quarn", [&] { q = f.quarn[k](kv, x, qp.data()); },
+                                [&] { return MpfrText(q.Mpfr(), digits); });
+      }
+      // One Arb evaluation at the working precision, from the argument as an
+      // MPFR number to the midpoint as one.
+      ArbScratch arb(bits);
+      if (f.arb[k] && wanted("arb")) {
+        contenders.emplace_back(
+            "arb",
+            [&] {
+              arf_set_mpfr(arb_midref(arb.x), x.Mpfr());
+              mag_zero(arb_radref(arb.x));
+              f.arb[k](arb.r, arb.x, ap.get(), bits);
+              arf_get_mpfr(arb.out, arb_midref(arb.r), MPFR_RNDN);
+            },
+            [&] { return MpfrText(arb.out, digits); });
+      }
+      const BoostFloat bx(a.text);
+      BoostFloat br;
+      if (wanted("boost")) {
+        contenders.emplace_back("boost", [&] { br = boost(bx, a.op); }, [&] {
+          return br.str(static_cast<std::streamsize>(digits + 4), std::ios_base::scientific);
+        });
+      }
+      RunRow(label, digits, contenders);
+    }
+  }
+  return 0;
+}
+
+// ----------------------------------------------------------------- samples
+
+// Sample mean and variance of a vector of doubles.
+void Moments(const std::vector<double>& v, double* mean, double* var) {
+  double s = 0, s2 = 0;
+  for (double x : v) s += x;
+  *mean = s / static_cast<double>(v.size());
+  for (double x : v) s2 += (x - *mean) * (x - *mean);
+  *var = s2 / static_cast<double>(v.size() - 1);
+}
+
+void EmitSample(const char* label, long digits, const char* impl, double seconds, long n,
+                const std::vector<double>& values) {
+  double mean, var;
+  Moments(values, &mean, &var);
+  std::printf("sample\t%s\t%ld\t%s\t%.6g\t%ld\t%.6g\t%.6g\n", label, digits, impl,
+              seconds * 1e9 / static_cast<double>(n), n, mean, var);
+  std::fflush(stdout);
+}
+
+// The fastest of three runs of fill(), which produces all n variates.
+double BestOfThree(const std::function<void()>& fill) {
+  double best = 1e300;
+  for (int i = 0; i < 3; ++i) {
+    double t0 = CpuSeconds();
+    fill();
+    best = std::min(best, CpuSeconds() - t0);
+  }
+  return best;
+}
+
+int RunSample(long digits, long n) {
+  QKernel kv = host::Kernel();
+  host::SetDigits(digits);
+  host::SeedRandom(20240501);
+
+  // The host entries: a fresh vector of n variates per call.
+  struct Entry {
+    const char* label;
+    HostObject (*entry)(QKernel, HostObject);
+    std::vector<double> params;
+  };
+  const Entry entries[] = {
+      {"Normal(0, 1)", &STATS_QuarnNormalRandomSample_MP, {0, 1}},
+      {"Gamma(2, 3.5)", &STATS_QuarnGammaRandomSample_MP, {2, 3.5}},
+      {"Beta(2.5, 3.5)", &STATS_QuarnBetaRandomSample_MP, {2.5, 3.5}},
+  };
+  for (const Entry& e : entries) {
+    std::vector<HostObject> args{host::MakeInteger(n)};
+    for (double p : e.params) args.push_back(host::MakeFloat(p));
+    HostObject seq = host::MakeSeq(args);
+    HostObject out = nullptr;
+    e.entry(kv, seq);  // builds the ziggurat tables at this precision
+    double seconds = BestOfThree([&] { out = e.entry(kv, seq); });
+    auto* block = static_cast<QuarnFloat*>(RTableDataBlock(kv, out));
+    std::vector<double> values(RTableNumElements(kv, out));
+    for (size_t i = 0; i < values.size(); ++i) values[i] = block[i].ToDouble();
+    EmitSample(e.label, digits, "quarn", seconds, n, values);
+  }
+
+  // MPFR's own normal variates, each into a number allocated beforehand.
+  {
+    gmp_randstate_t state;
+    gmp_randinit_default(state);
+    gmp_randseed_ui(state, 20240501);
+    std::vector<__mpfr_struct> z(static_cast<size_t>(n));
+    for (__mpfr_struct& v : z) mpfr_init2(&v, static_cast<mpfr_prec_t>(host::WorkingBits()));
+    double seconds = BestOfThree([&] {
+      for (__mpfr_struct& v : z) mpfr_nrandom(&v, state, MPFR_RNDN);
+    });
+    std::vector<double> values(z.size());
+    for (size_t i = 0; i < z.size(); ++i) values[i] = mpfr_get_d(&z[i], MPFR_RNDN);
+    for (__mpfr_struct& v : z) mpfr_clear(&v);
+    gmp_randclear(state);
+    EmitSample("Normal(0, 1)", digits, "mpfr_nrandom", seconds, n, values);
+  }
+
+  // Boost.Random's distributions on a fixed-precision MPFR float of these
+  // digits (its uniform generator needs the precision at compile time).
+  if (digits == 30) {
+    using F30 = bmp::number<bmp::mpfr_float_backend<30>>;
+    boost::random::mt19937 engine(20240501);
+    std::vector<F30> out(static_cast<size_t>(n));
+    auto boost_sample = [&](const char* label, auto dist) {
+      double seconds = BestOfThree([&] {
+        for (F30& v : out) v = dist(engine);
+      });
+      std::vector<double> values(out.size());
+      for (size_t i = 0; i < out.size(); ++i) values[i] = out[i].template convert_to<double>();
+      EmitSample(label, digits, "boost", seconds, n, values);
+    };
+    boost_sample("Normal(0, 1)", boost::random::normal_distribution<F30>(0, 1));
+    boost_sample("Gamma(2, 3.5)", boost::random::gamma_distribution<F30>(3.5, 2));
+    boost_sample("Beta(2.5, 3.5)", boost::random::beta_distribution<F30>(2.5, 3.5));
+  }
+  return 0;
+}
+
+// ------------------------------------------------------------- elementary
+
+// The elementary functions the closed forms are made of, at Digits, on the
+// argument 0.7: QuarnFloat (a fresh float object per result), MPFR into a
+// preallocated number, and Arb. Not part of the table: it shows where the
+// closed forms' time goes.
+int RunElementary(long digits) {
+  host::SetDigits(digits);
+  const slong bits = static_cast<slong>(host::WorkingBits());
+  const QuarnFloat x(host::ParseFloat("0.7"));
+  QuarnFloat q;
+  mpfr_t m;
+  mpfr_init2(m, bits);
+  arb_t xb, r;
+  arb_init(xb);
+  arb_init(r);
+  arf_set_mpfr(arb_midref(xb), x.Mpfr());
+  struct Fn {
+    const char* name;
+    QuarnFloat (*quarn)(const QuarnFloat&);
+    int (*mpfr)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
+    void (*arb)(arb_ptr, arb_srcptr, slong);
+  };
+  const Fn fns[] = {
+      {"exp", [](const QuarnFloat& v) { return exp(v); }, &mpfr_exp, &arb_exp},
+      {"log", [](const QuarnFloat& v) { return log(v); }, &mpfr_log, &arb_log},
+      {"atan", [](const QuarnFloat& v) { return QuarnEvalf1("arctan", v); }, &mpfr_atan, &arb_atan},
+  };
+  for (const Fn& f : fns) {
+    std::vector<Contender> contenders{
+        {"quarnfloat", [&] { q = f.quarn(x); }, nullptr},
+        {"mpfr", [&] { f.mpfr(m, x.Mpfr(), MPFR_RNDN); }, nullptr},
+        {"arb", [&] { f.arb(r, xb, bits); }, nullptr},
+    };
+    TimeInTurns(contenders);
+    for (const Contender& c : contenders) {
+      std::printf("elementary\t%s\t%ld\t%s\t%.6g\n", f.name, digits, c.impl, c.timing.ns);
+    }
+  }
+  arb_clear(xb);
+  arb_clear(r);
+  mpfr_clear(m);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  host::Initialize();
+  STATS_StatsInitialize_MP(host::Kernel(), host::Null());
+  const std::string mode = argc > 1 ? argv[1] : "";
+  if (mode == "rows") return ListRows();
+  if (mode == "calls" && argc > 2) {
+    return RunCalls(std::strtol(argv[2], nullptr, 10), argc > 3 ? argv[3] : "", argc > 4 ? argv[4] : "");
+  }
+  if (mode == "elementary" && argc > 2) return RunElementary(std::strtol(argv[2], nullptr, 10));
+  if (mode == "sample" && argc > 2) {
+    return RunSample(std::strtol(argv[2], nullptr, 10), argc > 3 ? std::strtol(argv[3], nullptr, 10) : 100000);
+  }
+  std::fprintf(stderr, "usage: %s rows | calls DIGITS [ROW [IMPL]] | sample DIGITS [N] | elementary DIGITS\n",
+               argv[0]);
+  return 2;
+}
