@@ -68,8 +68,27 @@ void QuarnMP_g01eec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat tol, Qu
   Ball xb(x), yb, ab(a), bb(b);
   OneMinusExact(yb, xb);
   const slong extra = ShapeBits(a, b);
-  bool ok = CorrectlyRounded(p, [&](arb_ptr r, slong prec) { BetaTail(r, ab, bb, xb, yb, false, prec); }, extra);
-  ok = CorrectlyRounded(q, [&](arb_ptr r, slong prec) { BetaTail(r, ab, bb, xb, yb, true, prec); }, extra) && ok;
+  // One evaluation serves both tails: the tail on x's side of the mean is
+  // evaluated first, and the other is its complement, which loses no more
+  // than a couple of bits there. Where the complement would lose more, the
+  // other tail is evaluated directly; the rounding loop checks either way.
+  const bool upper_first = x.ToDouble() > a.ToDouble() / (a.ToDouble() + b.ToDouble());
+  Ball first;
+  slong first_prec = -1;
+  auto first_tail = [&](arb_ptr r, slong prec) {
+    BetaTail(first, ab, bb, xb, yb, upper_first, prec);
+    first_prec = prec;
+    arb_set(r, first);
+  };
+  auto second_tail = [&](arb_ptr r, slong prec) {
+    if (first_prec >= prec && arb_is_finite(first) && ComplementLoss(first, prec) <= 2.0) {
+      Complement(r, first, prec);
+      return;
+    }
+    BetaTail(r, ab, bb, xb, yb, !upper_first, prec);
+  };
+  bool ok = CorrectlyRounded(upper_first ? q : p, first_tail, extra);
+  ok = CorrectlyRounded(upper_first ? p : q, second_tail, extra) && ok;
   // The density x^(a-1) (1-x)^(b-1) / B(a, b): infinite at an end where the
   // exponent is negative, 0 where it is positive, and the exponent is left
   // out where it is 0.

@@ -238,6 +238,8 @@ void BetaLowerAny(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_src
   BetaLowerSeries(res, a, b, x, y, prec);
 }
 
+}  // namespace
+
 // 1 - c for a ball c in [0, 1].
 void Complement(arb_ptr res, arb_srcptr c, slong prec) {
   arb_sub_si(res, c, 1, prec);
@@ -253,8 +255,6 @@ double ComplementLoss(arb_srcptr c, slong prec) {
   slong e = arf_abs_bound_lt_2exp_si(arb_midref(d.get()));  // |1 - c| < 2^e
   return e >= -1 ? 0.0 : static_cast<double>(-e - 1);
 }
-
-}  // namespace
 
 void BetaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, slong prec) {
   const double ad = Mid(a), bd = Mid(b), xd = Mid(x), yd = Mid(y);

@@ -82,6 +82,11 @@ void GammaTail(arb_ptr res, arb_srcptr a, arb_srcptr z, bool upper, slong prec);
 // function, or a hypergeometric series of positive terms where Arb fails.
 void BetaTail(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, bool upper, slong prec);
 
+// 1 - c for a ball c in [0, 1], at prec; and the bits that forming it loses
+// (all of prec when the result's ball contains 0).
+void Complement(arb_ptr res, arb_srcptr c, slong prec);
+double ComplementLoss(arb_srcptr c, slong prec);
+
 // The series variants, exposed for tests that compare methods.
 // P(a, z) by z^a e^-z / Gamma(a+1) * sum z^k / (a+1)_k; needs z < a + 1 to
 // converge fast (correct for any z >= 0).
