@@ -2,11 +2,25 @@
 #ifndef QUARN_TESTS_SUPPORT_H
 #define QUARN_TESTS_SUPPORT_H
 
+#include <mpfr.h>
+
 #include <string>
 
 #include "platform/host/host.h"
 
 namespace quarn::test {
+
+// The process's kernel handle, for calls through the external interface.
+inline QKernel kv() { return host::Kernel(); }
+
+// An MPFR number for the scope of a test.
+struct Mpfr {
+  mpfr_t v;
+  explicit Mpfr(mpfr_prec_t bits) { mpfr_init2(v, bits); }
+  ~Mpfr() { mpfr_clear(v); }
+  Mpfr(const Mpfr&) = delete;
+  Mpfr& operator=(const Mpfr&) = delete;
+};
 
 // Sets Digits for one scope.
 class ScopedDigits {

@@ -29,13 +29,7 @@ namespace host = quarn::host;
 using quarn::test::ErrorOf;
 using quarn::test::ScopedDigits;
 
-struct Mpfr {
-  mpfr_t v;
-  explicit Mpfr(mpfr_prec_t bits) { mpfr_init2(v, bits); }
-  ~Mpfr() { mpfr_clear(v); }
-  Mpfr(const Mpfr&) = delete;
-  Mpfr& operator=(const Mpfr&) = delete;
-};
+using quarn::test::Mpfr;
 
 std::string SourceDir() {
   if (const char* dir = std::getenv("QUARN_SOURCE_DIR")) return dir;

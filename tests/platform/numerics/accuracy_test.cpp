@@ -99,13 +99,7 @@ Nag_TailProbability Tail(char c) {
 
 // -------------------------------------------------------------------- errors
 
-struct Mpfr {
-  mpfr_t v;
-  explicit Mpfr(mpfr_prec_t bits) { mpfr_init2(v, bits); }
-  ~Mpfr() { mpfr_clear(v); }
-  Mpfr(const Mpfr&) = delete;
-  Mpfr& operator=(const Mpfr&) = delete;
-};
+using quarn::test::Mpfr;
 
 struct Error {
   double binary_ulps;

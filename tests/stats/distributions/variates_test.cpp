@@ -24,7 +24,6 @@ using namespace quarn::test;
 
 namespace {
 
-QKernel kv() { return host::Kernel(); }
 
 constexpr double kNormalTail = 3.65415288;
 constexpr double kExponentialTail = 7.69711747;

@@ -10,11 +10,11 @@
 namespace host = quarn::host;
 using namespace quarnstats;
 using quarn::test::ErrorOf;
+using quarn::test::kv;
 using quarn::test::ScopedDigits;
 
 namespace {
 
-QKernel kv() { return host::Kernel(); }
 
 // Native host procedures for the tests; the data handle selects behaviour.
 HostObject Square(QKernel, HostObject, HostObject args) { return host::Mul(args, args); }

@@ -11,11 +11,11 @@
 namespace host = quarn::host;
 using namespace quarnstats;
 using quarn::test::ErrorOf;
+using quarn::test::kv;
 using quarn::test::ScopedDigits;
 
 namespace {
 
-QKernel kv() { return host::Kernel(); }
 
 HostObject MakeVector(int data_type, int storage, int lo, const std::vector<RTableData>& elements,
                       HostObject type_name = nullptr) {

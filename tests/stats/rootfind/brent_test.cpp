@@ -10,6 +10,7 @@
 #include "tests/stats/rootfind/rootfind_support.h"
 
 namespace host = quarn::host;
+using quarn::test::kv;
 using quarn::test::kLn2;
 using quarn::test::kLog999;
 using quarn::test::kLogit001;
@@ -24,7 +25,6 @@ using quarn::test::ScopedDigits;
 
 namespace {
 
-QKernel kv() { return host::Kernel(); }
 
 constexpr const char* kWallis = "2.0945514815423265914823865405793029638573061056282391803041285290453121899834837";
 constexpr const char* kCbrt10 = "2.1544346900318837217592935665193504952593449421921085824892355063464111066483408";

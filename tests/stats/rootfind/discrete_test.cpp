@@ -12,6 +12,7 @@
 #include "tests/stats/rootfind/rootfind_support.h"
 
 namespace host = quarn::host;
+using quarn::test::kv;
 using namespace quarnstats;
 using quarn::test::ErrorOf;
 using quarn::test::Float;
@@ -20,7 +21,6 @@ using quarn::test::ScopedDigits;
 
 namespace {
 
-QKernel kv() { return host::Kernel(); }
 
 // P(X <= k) for X ~ Poisson(3.5), k = 0 .. 20, to 25 digits (mpmath).
 const char* const kPoisson[] = {

@@ -15,6 +15,7 @@
 #include "tests/stats/rootfind/rootfind_support.h"
 
 namespace host = quarn::host;
+using quarn::test::kv;
 using quarn::test::CaptureHints;
 using quarn::test::ErrorOf;
 using quarn::test::kLog999;
@@ -24,7 +25,6 @@ using quarn::test::ScopedDigits;
 
 namespace {
 
-QKernel kv() { return host::Kernel(); }
 
 // Digits as seen by the procedures during the last calls.
 std::vector<long> g_seen_digits;

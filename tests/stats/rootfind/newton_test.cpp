@@ -11,6 +11,7 @@
 #include "tests/stats/rootfind/rootfind_support.h"
 
 namespace host = quarn::host;
+using quarn::test::kv;
 using quarn::test::kLn2;
 using quarn::test::kLog999;
 using quarn::test::kLogit001;
@@ -26,7 +27,6 @@ using quarn::test::ScopedDigits;
 
 namespace {
 
-QKernel kv() { return host::Kernel(); }
 
 constexpr const char* kLn4 = "1.3862943611198906188344642429163531361510002687205105082413600189867872439393894";
 // The third Newton iterate for x^2 = 2 from 100.
