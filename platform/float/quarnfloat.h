@@ -11,8 +11,9 @@
 //    no operation writes into a float object that another handle may see.
 //    Every arithmetic result is a fresh float object made at the working
 //    precision of the moment (host::WorkingBits(), digits host::WorkingDigits())
-//    and computed by MPFR with round-to-nearest from the exact operands, so an
-//    operand of another precision is used at its own precision. Compound
+//    and correctly rounded to nearest from the exact operands (MPFR, or Arb
+//    with a rounding check for exp, log and pow), so an operand of another
+//    precision is used at its own precision. Compound
 //    assignments (+= ...) rebind the handle.
 //  - The collector owns the object. Destroying a QuarnFloat frees nothing, and
 //    a handle stays valid while any word the collector scans (stack,
@@ -37,6 +38,7 @@
 #include <concepts>
 #include <type_traits>
 
+#include "platform/host/elementary.h"
 #include "platform/host/host.h"
 #include "platform/host/internal.h"
 #include "platform/host/quarnc.h"
@@ -373,14 +375,14 @@ inline int operator>=(T a, const QuarnFloat& b) {
 }
 
 // -------------------------------------------------------------- functions
-// Correctly rounded to the working precision (MPFR), with C's conventions for
+// Correctly rounded to the working precision, with C's conventions for
 // special values: log(0) = -inf, log(x < 0) and sqrt(x < 0) are NaN.
 
 inline QuarnFloat exp(const QuarnFloat& x) {
-  return quarn::floats::Compute([&](mpfr_ptr z) { mpfr_exp(z, x.Mpfr(), MPFR_RNDN); });
+  return quarn::floats::Compute([&](mpfr_ptr z) { quarn::host::RoundedExp(z, x.Mpfr(), MPFR_RNDN); });
 }
 inline QuarnFloat log(const QuarnFloat& x) {
-  return quarn::floats::Compute([&](mpfr_ptr z) { mpfr_log(z, x.Mpfr(), MPFR_RNDN); });
+  return quarn::floats::Compute([&](mpfr_ptr z) { quarn::host::RoundedLog(z, x.Mpfr(), MPFR_RNDN); });
 }
 inline QuarnFloat sqrt(const QuarnFloat& x) {
   return quarn::floats::Compute([&](mpfr_ptr z) { mpfr_sqrt(z, x.Mpfr(), MPFR_RNDN); });
@@ -400,20 +402,20 @@ inline QuarnFloat ceil(const QuarnFloat& x) {
 
 // x^y with C's pow conventions (a negative base needs an integer exponent).
 inline QuarnFloat pow(const QuarnFloat& x, const QuarnFloat& y) {
-  return quarn::floats::Compute([&](mpfr_ptr z) { mpfr_pow(z, x.Mpfr(), y.Mpfr(), MPFR_RNDN); });
+  return quarn::floats::Compute([&](mpfr_ptr z) { quarn::host::RoundedPow(z, x.Mpfr(), y.Mpfr(), MPFR_RNDN); });
 }
 inline QuarnFloat pow(const QuarnFloat& x, double y) {
   return quarn::floats::Compute([&](mpfr_ptr z) {
     MPFR_DECL_INIT(e, 53);  // a double fits 53 bits exactly
     mpfr_set_d(e, y, MPFR_RNDN);
-    mpfr_pow(z, x.Mpfr(), e, MPFR_RNDN);
+    quarn::host::RoundedPow(z, x.Mpfr(), e, MPFR_RNDN);
   });
 }
 inline QuarnFloat pow(double x, const QuarnFloat& y) {
   return quarn::floats::Compute([&](mpfr_ptr z) {
     MPFR_DECL_INIT(b, 53);
     mpfr_set_d(b, x, MPFR_RNDN);
-    mpfr_pow(z, b, y.Mpfr(), MPFR_RNDN);
+    quarn::host::RoundedPow(z, b, y.Mpfr(), MPFR_RNDN);
   });
 }
 template <quarn::floats::Integer T>

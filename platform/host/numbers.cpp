@@ -6,6 +6,7 @@
 #include <cassert>
 #include <cmath>
 
+#include "platform/host/elementary.h"
 #include "platform/host/internal.h"
 
 namespace quarn::host {
@@ -370,7 +371,7 @@ HostObject Pow(HostObject a, HostObject b) {
       return r;
     }
     ToMpfr(b, y.v);
-    mpfr_pow(FloatMpfr(r), x.v, y.v, MPFR_RNDN);
+    RoundedPow(FloatMpfr(r), x.v, y.v, MPFR_RNDN);
     return r;
   }
   if (IsTag(a, kTagComplex) && small_int && e >= 0 && e <= 64) {

@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <map>
 
+#include "platform/host/elementary.h"
 #include "platform/host/internal.h"
 
 namespace quarn::host {
@@ -29,9 +30,9 @@ using Mpfr1 = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
 
 const std::map<std::string, Mpfr1>& KnownFunctions() {
   static const auto* functions = new std::map<std::string, Mpfr1>{
-      {"sin", mpfr_sin},       {"cos", mpfr_cos},       {"tan", mpfr_tan},       {"arcsin", mpfr_asin},
-      {"arccos", mpfr_acos},   {"arctan", mpfr_atan},   {"sinh", mpfr_sinh},     {"cosh", mpfr_cosh},
-      {"tanh", mpfr_tanh},     {"exp", mpfr_exp},       {"ln", mpfr_log},        {"log", mpfr_log},
+      {"sin", RoundedSin},     {"cos", RoundedCos},     {"tan", RoundedTan},       {"arcsin", mpfr_asin},
+      {"arccos", mpfr_acos},   {"arctan", RoundedAtan},   {"sinh", mpfr_sinh},     {"cosh", mpfr_cosh},
+      {"tanh", mpfr_tanh},     {"exp", RoundedExp},     {"ln", RoundedLog},      {"log", RoundedLog},
       {"log10", mpfr_log10},   {"sqrt", mpfr_sqrt},     {"abs", mpfr_abs},       {"erf", mpfr_erf},
       {"erfc", mpfr_erfc},     {"GAMMA", mpfr_gamma},   {"lnGAMMA", mpfr_lngamma}};
   return *functions;
