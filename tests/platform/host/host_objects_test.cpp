@@ -152,21 +152,18 @@ TEST(HostConversions, Integers) {
 TEST(HostConversions, BooleansAndDoubles) {
   host::AssignName(N("objects_test_yes"), host::True());
   host::AssignName(N("objects_test_quarter"), F("0.25"));
-  EXPECT_EQ(QuarnToQ_BOOL(K(), ToQuarnBoolean(K(), 1)), 1);
-  EXPECT_EQ(QuarnToQ_BOOL(K(), ToQuarnBoolean(K(), 0)), 0);
-  EXPECT_EQ(QuarnToQ_BOOL(K(), N("FAIL")), 0);
-  EXPECT_EQ(QuarnToQ_BOOL(K(), N("objects_test_yes")), 1);
-  EXPECT_EQ(QuarnToQ_BOOL(K(), I(0)), 0);
-  EXPECT_EQ(QuarnToQ_BOOL(K(), I(3)), 1);
+  const std::pair<HostObject, int> booleans[] = {{ToQuarnBoolean(K(), 1), 1}, {ToQuarnBoolean(K(), 0), 0},
+                                                 {N("FAIL"), 0}, {N("objects_test_yes"), 1}, {I(0), 0}, {I(3), 1}};
+  for (const auto& [h, b] : booleans) EXPECT_EQ(QuarnToQ_BOOL(K(), h), b) << P(h);
   for (HostObject bad : {S("yes"), N("maybe"), F("1.")})
     EXPECT_EQ(ErrorOf([&] { QuarnToQ_BOOL(K(), bad); }), "expected true or false, received: " + P(bad));
 
   // The double nearest to the value, whatever Digits: no rounding to the
   // working precision on the way (2^53 - 1 needs 53 bits, Digits 10 has 42).
-  EXPECT_EQ(QuarnToFloat64(K(), N("objects_test_quarter")), 0.25);
-  EXPECT_EQ(QuarnToFloat64(K(), I(9007199254740991L)), 9007199254740991.0);
-  EXPECT_EQ(QuarnToFloat64(K(), Q(-2, 7)), -2.0 / 7.0);
-  EXPECT_EQ(QuarnToFloat64(K(), N("Pi")), M_PI);
+  const std::pair<HostObject, double> doubles[] = {
+      {N("objects_test_quarter"), 0.25}, {I(9007199254740991L), 9007199254740991.0}, {Q(-2, 7), -2.0 / 7.0},
+      {N("Pi"), M_PI}};
+  for (const auto& [h, d] : doubles) EXPECT_EQ(QuarnToFloat64(K(), h), d) << P(h);
   EXPECT_EQ(K()->toFloat64(K(), Op("sqrt", {I(2)})), M_SQRT2);
   EXPECT_TRUE(std::isnan(QuarnToFloat64(K(), host::FloatUndefined())));
   host::AssignName(N("objects_test_yes"), nullptr);

@@ -2,7 +2,10 @@
 // exactly (references from mpmath at 80 digits), and every way they fail.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cmath>
+#include <string>
+#include <vector>
 
 #include "platform/host/host.h"
 #include "stats/rootfind/rootfind.h"
@@ -10,21 +13,10 @@
 #include "tests/stats/rootfind/rootfind_support.h"
 
 namespace host = quarn::host;
-using quarn::test::kv;
-using quarn::test::kLn2;
-using quarn::test::kLog999;
-using quarn::test::kLogit001;
-using quarn::test::kSqrt2;
 using namespace quarnstats;
-using quarn::test::ErrorOf;
-using quarn::test::Float;
-using quarn::test::Fn;
-using quarn::test::PowerOfTen;
-using quarn::test::RelativeError;
-using quarn::test::ScopedDigits;
+using namespace quarn::test;
 
 namespace {
-
 
 constexpr const char* kWallis = "2.0945514815423265914823865405793029638573061056282391803041285290453121899834837";
 constexpr const char* kCbrt10 = "2.1544346900318837217592935665193504952593449421921085824892355063464111066483408";
@@ -34,11 +26,69 @@ constexpr const char* kMinusLn0999 =
     "0.001000500333583533500142982254068344960755205250434409250988020797245202385869475";
 constexpr const char* kLogit03 = "-0.8472978603872036137101075065206540249895941717591117367246958163000855695334603";
 
+constexpr const char* kNoBracket = "root must be bracketed by lower and upper boundaries.";
+constexpr const char* kLimit = "maximum number of iterations exceeded in Brent root finding.";
+constexpr const char* kOutside = "the specified approximation point must be between function bounds.";
+constexpr const char* kNoConvergence = "BrentMethodHybrid was not able to converge on the specified root.";
+constexpr const char* kNotNondecreasing = "specified function is not a nondecreasing function.";
+
+using RealFn = QuarnFloat (*)(const QuarnFloat&);
+
+QuarnFloat Line(const QuarnFloat& x) { return x; }
+QuarnFloat Eighth(const QuarnFloat& x) { return x / 8; }
+QuarnFloat Square(const QuarnFloat& x) { return x * x; }
+QuarnFloat Cube(const QuarnFloat& x) { return x * x * x; }
+QuarnFloat Tail(const QuarnFloat& x) { return exp(-x); }
 // Distribution functions in closed form, nondecreasing with range [0, 1].
 QuarnFloat ExponentialCdf(const QuarnFloat& x) { return x < 0 ? QuarnFloat(0.0) : 1 - exp(-x); }
 QuarnFloat LogisticCdf(const QuarnFloat& x) { return 1 / (1 + exp(-x)); }
 
-const long kDigits[] = {10, 30, 60};
+enum Method { kBrent, kLeft, kRight, kUnbound };
+constexpr long kZeroTol = -1;
+
+// One call of the family. a and b are Brent's ends, the left barrier and the
+// initial point (Left), the initial point and the right barrier (Right), or
+// the two initial points (Unbound); f's range is [lower, 1]. The tolerance is
+// 10^-tol_digits, 10^-Digits when tol_digits is 0, and 0 for kZeroTol.
+struct Call {
+  Method method;
+  const char* target;
+  double a, b;
+  long max_iter = 100;
+  long tol_digits = 0;
+  double lower = 0;
+};
+
+std::string Describe(const Call& c) {
+  static const char* const kNames[] = {"BrentMethod", "BrentMethodHybridLeft", "BrentMethodHybridRight",
+                                       "BrentMethodHybridUnbound"};
+  return std::string(kNames[c.method]) + "(" + c.target + ", " + std::to_string(c.a) + ", " + std::to_string(c.b) +
+         ", max_iter " + std::to_string(c.max_iter) + ") at Digits " + std::to_string(host::WorkingDigits());
+}
+
+QuarnFloat Solve(const Call& c, Fn* f) {
+  const QuarnFloat t = Float(c.target), a = c.a, b = c.b, lo = c.lower, hi = 1;
+  const long tol_digits = c.tol_digits ? c.tol_digits : host::WorkingDigits();
+  const QuarnFloat tol = c.tol_digits < 0 ? QuarnFloat(0.0) : PowerOfTen(tol_digits);
+  switch (c.method) {
+    case kBrent: return BrentMethod(kv(), t, f, a, b, tol, c.max_iter);
+    case kLeft: return BrentMethodHybridLeft(kv(), t, f, lo, hi, a, b, tol, c.max_iter);
+    case kRight: return BrentMethodHybridRight(kv(), t, f, lo, hi, a, b, tol, c.max_iter);
+    default: return BrentMethodHybridUnbound(kv(), t, f, lo, hi, a, b, tol, c.max_iter);
+  }
+}
+
+// Whether an expected outcome is a number rather than a message.
+bool IsNumber(const char* outcome) { return std::isdigit(static_cast<unsigned char>(outcome[outcome[0] == '-'])) != 0; }
+
+// The smallest iteration limit with which the call succeeds.
+long FewestIterations(Call c, Fn* f) {
+  for (c.max_iter = 1; c.max_iter < 100; ++c.max_iter) {
+    if (ErrorOf([&] { Solve(c, f); }).empty()) return c.max_iter;
+  }
+  ADD_FAILURE() << Describe(c) << " fails at every limit below 100";
+  return 100;
+}
 
 // Brent's stopping test leaves the root inside [b, c] with
 // |c - b| < 2 (2 tol |b| + tol / 2): a bound on the error of b.
@@ -49,364 +99,183 @@ double BrentBound(double root, long digits) {
 
 }  // namespace
 
-TEST(BrentMethod, PolynomialRootsToTheTolerance) {
-  for (long digits : kDigits) {
+// Each row at Digits 10, 30 and 60 to its tolerance (10^-Digits unless
+// given); where given, the first points evaluated.
+TEST(BrentFamily, RootsWithinTheToleranceBound) {
+  struct Row {
+    Call call;
+    RealFn f;
+    const char* root;
+    std::vector<double> first;
+  };
+  const Row rows[] = {
+      {{kBrent, "2", 0, 2, 200}, Square, kSqrt2, {}},
+      // Wallis's cubic x^3 - 2x - 5 = 0.
+      {{kBrent, "5", 2, 3, 200}, [](const QuarnFloat& x) { return x * x * x - 2 * x; }, kWallis, {}},
+      // The ends given in decreasing order, for a rising function.
+      {{kBrent, "10", 5, -1, 200}, Cube, kCbrt10, {}},
+      // The upper tail exp(-x) = 1/2 at ln 2: a falling function brackets too.
+      {{kBrent, "0.5", 0, 10, 200}, Tail, kLn2, {}},
+      // Far out in the tail: several secant steps toward 1 before the bracket.
+      {{kLeft, "0.999", 0, 0.5, 200}, ExponentialCdf, kMinusLn0001, {}},
+      // The initial point already reaches the target: Brent on [barrier, point].
+      {{kLeft, "0.5", 0, 3, 200}, ExponentialCdf, kLn2, {}},
+      {{kRight, "0.001", 5, 20, 200}, ExponentialCdf, kMinusLn0999, {}},
+      {{kRight, "0.01", 3, 50, 200}, LogisticCdf, kLogit001, {3}},  // the barrier is not evaluated
+      {{kUnbound, "0.999", -1, 1, 200}, LogisticCdf, kLog999, {-1, 1}},
+      // Points in decreasing order, target below both: the smaller point first.
+      {{kUnbound, "0.01", 1, 0, 200}, LogisticCdf, kLogit001, {0}},
+      {{kUnbound, "0.3", -3, 3, 200}, LogisticCdf, kLogit03, {}},  // target between the two values
+      // x^3 = 0: the relative part of the tolerance shrinks with |b|, so only
+      // the absolute part can end the search; the error bound is then tol.
+      {{kBrent, "0", -1, 2, 500, 15}, Cube, "0", {}},
+  };
+  for (long digits : {10L, 30L, 60L}) {
     ScopedDigits d(digits);
-    SCOPED_TRACE(digits);
-    QuarnFloat tol = PowerOfTen(digits);
-    Fn square([](const QuarnFloat& x) { return x * x; });
-    QuarnFloat r = BrentMethod(kv(), QuarnFloat(2), &square, QuarnFloat(0), QuarnFloat(2), tol, 200);
-    EXPECT_LE(RelativeError(r, kSqrt2) * 1.414, BrentBound(1.414, digits));
-    // Wallis's cubic x^3 - 2x - 5 = 0.
-    Fn wallis([](const QuarnFloat& x) { return x * x * x - 2 * x; });
-    r = BrentMethod(kv(), QuarnFloat(5), &wallis, QuarnFloat(2), QuarnFloat(3), tol, 200);
-    EXPECT_LE(RelativeError(r, kWallis) * 2.09, BrentBound(2.09, digits));
-    // The ends given in decreasing order, for a rising function.
-    Fn cube([](const QuarnFloat& x) { return x * x * x; });
-    r = BrentMethod(kv(), QuarnFloat(10), &cube, QuarnFloat(5), QuarnFloat(-1), tol, 200);
-    EXPECT_LE(RelativeError(r, kCbrt10) * 2.15, BrentBound(2.15, digits));
+    for (const Row& row : rows) {
+      SCOPED_TRACE(Describe(row.call));
+      Fn f(row.f);
+      QuarnFloat r = Solve(row.call, &f);
+      const long tol_digits = row.call.tol_digits ? row.call.tol_digits : digits;
+      EXPECT_LE(AbsoluteError(r, row.root), BrentBound(std::stod(row.root), tol_digits));
+      ASSERT_GE(f.calls(), row.first.size());
+      EXPECT_EQ(std::vector<double>(f.points.begin(), f.points.begin() + row.first.size()), row.first);
+    }
   }
 }
 
-TEST(BrentMethod, FallingDistributionFunctionAndLooseTolerance) {
+TEST(BrentMethod, ALooseToleranceStopsSoonerWithinItsBound) {
   ScopedDigits d(30);
-  // The upper tail exp(-x) = 1/2 at ln 2: a falling function brackets too.
-  Fn tail([](const QuarnFloat& x) { return exp(-x); });
-  QuarnFloat r = BrentMethod(kv(), Float("0.5"), &tail, QuarnFloat(0), QuarnFloat(10), PowerOfTen(30), 200);
-  EXPECT_LE(RelativeError(r, kLn2) * 0.693, BrentBound(0.693, 30));
-  // A loose tolerance stops early, still within its bound, and sooner.
-  Fn loose([](const QuarnFloat& x) { return exp(-x); });
-  r = BrentMethod(kv(), Float("0.5"), &loose, QuarnFloat(0), QuarnFloat(10), PowerOfTen(4), 200);
-  EXPECT_LE(RelativeError(r, kLn2) * 0.693, BrentBound(0.693, 4));
-  EXPECT_LT(loose.calls(), tail.calls());
+  Fn tight(Tail), loose(Tail);
+  Solve({kBrent, "0.5", 0, 10, 200}, &tight);
+  QuarnFloat r = Solve({kBrent, "0.5", 0, 10, 200, 4}, &loose);
+  EXPECT_LE(AbsoluteError(r, kLn2), BrentBound(0.693, 4));
+  EXPECT_LT(loose.calls(), tight.calls());
 }
 
-TEST(BrentMethod, AnExactRootAtAnEndIsReturnedByTheFirstTest) {
-  ScopedDigits d(20);
-  Fn at_lower([](const QuarnFloat& x) { return x * x; });
-  QuarnFloat r = BrentMethod(kv(), QuarnFloat(4), &at_lower, QuarnFloat(2), QuarnFloat(5), PowerOfTen(20), 100);
-  EXPECT_TRUE(r == 2);
-  EXPECT_EQ(at_lower.points, (std::vector<double>{2, 5}));  // both ends, nothing more
-  Fn at_upper([](const QuarnFloat& x) { return x * x; });
-  r = BrentMethod(kv(), QuarnFloat(4), &at_upper, QuarnFloat(-1), QuarnFloat(2), PowerOfTen(20), 100);
-  EXPECT_TRUE(r == 2);
-  EXPECT_EQ(at_upper.calls(), 2u);
-}
-
-TEST(BrentMethod, FailsWithoutABracket) {
+// Exact roots and every failure with its exact message, at Digits 15; where
+// given, every point evaluated (checks of the arguments come before any
+// evaluation).
+TEST(BrentFamily, ExactRootsAndFailures) {
+  auto flat_left = [](const QuarnFloat& x) { return x < 1 ? x / 4 : (x < 10 ? QuarnFloat(0.25) : QuarnFloat(1)); };
+  auto flat_right = [](const QuarnFloat& x) {
+    return x < 1 ? QuarnFloat(0) : (x < 19 ? QuarnFloat(0.75) : QuarnFloat(1));
+  };
+  const char* const after_barrier = "the specified initial point must be greater than the left barrier.";
+  struct Row {
+    const char* label;
+    Call call;
+    RealFn f;
+    const char* outcome;  // a number: the exact root; else the error message
+    long calls = -1;      // -1: not checked
+    std::vector<double> points = {};  // empty: not checked
+  };
+  const Row rows[] = {
+      // An exact root at an end is returned by the first test: both ends, nothing more.
+      {"root at the lower end", {kBrent, "4", 2, 5}, Square, "2", 2, {2, 5}},
+      {"root at the upper end", {kBrent, "4", -1, 2}, Square, "2", 2, {-1, 2}},
+      // A zero tolerance stops only at an exact zero: x - 3/8 has a root that is a float.
+      {"zero tolerance, root a float", {kBrent, "0.375", 0, 1, 200, kZeroTol}, Line, "0.375"},
+      {"no bracket, lower end first", {kBrent, "-1", -1, 1}, Square, kNoBracket, 2, {-1, 1}},
+      {"no bracket", {kBrent, "9", -1, 2}, Square, kNoBracket},
+      // Both ends are evaluated and the bracket checked before any
+      // iteration, so a missing bracket is reported as such.
+      {"no iteration", {kBrent, "2", 0, 2, 0}, Square, kLimit, 2},
+      {"no bracket, negative limit", {kBrent, "-2", 0, 2, -1}, Square, kNoBracket},
+      // f(initial point) equal to the target: Brent runs on [barrier, point]
+      // (or [point, barrier]) at once, and finds the point on its first test.
+      {"Left, target met at the point", {kLeft, "0.25", 0, 2}, Eighth, "2", 3, {2, 0, 2}},
+      // A target equal to a bound passes: the lower bound is the barrier's value.
+      {"Left, target at the lower bound", {kLeft, "0", 0, 1}, ExponentialCdf, "0"},
+      {"Left, point on the barrier", {kLeft, "0.5", 1, 1}, ExponentialCdf, after_barrier, 0},
+      {"Left, point before the barrier", {kLeft, "0.5", 2, 1}, ExponentialCdf, after_barrier, 0},
+      {"Left, target above the range", {kLeft, "1.5", 0, 1}, ExponentialCdf, kOutside, 0},
+      {"Left, target below the range", {kLeft, "-0.5", 0, 1}, ExponentialCdf, kOutside, 0},
+      {"Left, no iteration: one evaluation", {kLeft, "0.99", 0, 1, 0}, ExponentialCdf, kNoConvergence, 1},
+      // f = x/4 below 1, then 1/4 up to 10, then 1.
+      {"Left, flat stretch", {kLeft, "0.5", 0, 1}, flat_left, kNoConvergence, 2, {1, 4}},
+      {"Left, falling step", {kLeft, "0.9", 0, 1}, Tail, kNotNondecreasing},
+      // A value below the range at the initial point turns the secant
+      // backward: raised before evaluating the backward point.
+      {"Left, below the range at the point", {kLeft, "0.75", 0, 1, 100, 0, 0.5},
+       [](const QuarnFloat&) { return QuarnFloat(0.25); }, kNotNondecreasing, 1},
+      {"Right, target met at the point", {kRight, "0.25", 2, 8}, Eighth, "2", 3, {2, 2, 8}},
+      {"Right, point on the barrier", {kRight, "0.5", 3, 3}, ExponentialCdf,
+       "the specified initial point must be less than the right barrier.", 0},
+      {"Right, target above the range", {kRight, "2", 1, 3}, ExponentialCdf, kOutside, 0},
+      {"Right, negative limit: one evaluation", {kRight, "0.01", 5, 20, -3}, ExponentialCdf, kNoConvergence, 1},
+      // 3/4 from 1 to 19, rising to 1 at 20.
+      {"Right, flat stretch", {kRight, "0.5", 18, 20}, flat_right, kNoConvergence},
+      // Rising toward the left: the step goes the right way but f grows.
+      {"Right, falling", {kRight, "0.01", 1, 2}, Tail, kNotNondecreasing},
+      {"Unbound, root at the first point", {kUnbound, "0.5", 0, 2}, LogisticCdf, "0", 2, {0, 2}},
+      {"Unbound, root at the second point", {kUnbound, "0.5", -2, 0}, LogisticCdf, "0", 2, {-2, 0}},
+      {"Unbound, equal points", {kUnbound, "0.5", 2, 2}, LogisticCdf,
+       "BrentMethodHybridUnbound requires distinct initial points (InitPoint1 != InitPoint2)."},
+      // Above both values the larger bound still limits the target.
+      {"Unbound, target above the range", {kUnbound, "1.5", 0, 1}, LogisticCdf, kOutside},
+      // A falling function with the target between its values: the value at
+      // the larger point bounds the search to the left, and the target is above.
+      {"Unbound, falling", {kUnbound, "0.5", 0, 2}, Tail, kOutside},
+      {"Unbound, no iteration", {kUnbound, "0.9", 0, 1, 0}, LogisticCdf, kNoConvergence},
+  };
   ScopedDigits d(15);
-  const char* message = "root must be bracketed by lower and upper boundaries.";
-  Fn square([](const QuarnFloat& x) { return x * x; });
-  EXPECT_EQ(
-      ErrorOf([&] { BrentMethod(kv(), QuarnFloat(-1), &square, QuarnFloat(-1), QuarnFloat(1), PowerOfTen(15), 100); }),
-      message);
-  EXPECT_EQ(square.points, (std::vector<double>{-1, 1}));  // lower first
-  EXPECT_EQ(
-      ErrorOf([&] { BrentMethod(kv(), QuarnFloat(9), &square, QuarnFloat(-1), QuarnFloat(2), PowerOfTen(15), 100); }),
-      message);
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.label);
+    Fn f(row.f);
+    QuarnFloat r;
+    const std::string error = ErrorOf([&] { r = Solve(row.call, &f); });
+    if (IsNumber(row.outcome)) {
+      EXPECT_EQ(error, "");
+      EXPECT_TRUE(r == Float(row.outcome)) << r.ToDouble();
+    } else {
+      EXPECT_EQ(error, row.outcome);
+    }
+    if (row.calls >= 0) {
+      EXPECT_EQ(f.calls(), static_cast<size_t>(row.calls));
+    }
+    if (!row.points.empty()) {
+      EXPECT_EQ(f.points, row.points);
+    }
+  }
 }
 
+// The smallest sufficient limit succeeds and one less fails.
 TEST(BrentMethod, IterationLimit) {
-  const char* message = "maximum number of iterations exceeded in Brent root finding.";
   ScopedDigits d(60);
-  Fn square([](const QuarnFloat& x) { return x * x; });
-  // No iteration at all: both ends are evaluated and the bracket checked
-  // first, so a missing bracket is still reported as such.
-  EXPECT_EQ(
-      ErrorOf([&] { BrentMethod(kv(), QuarnFloat(2), &square, QuarnFloat(0), QuarnFloat(2), PowerOfTen(60), 0); }),
-      message);
-  EXPECT_EQ(square.calls(), 2u);
-  EXPECT_EQ(
-      ErrorOf([&] { BrentMethod(kv(), QuarnFloat(-2), &square, QuarnFloat(0), QuarnFloat(2), PowerOfTen(60), -1); }),
-      "root must be bracketed by lower and upper boundaries.");
-  EXPECT_EQ(
-      ErrorOf([&] { BrentMethod(kv(), QuarnFloat(2), &square, QuarnFloat(0), QuarnFloat(2), PowerOfTen(60), 4); }),
-      message);
-  // The smallest sufficient limit succeeds and one less fails.
-  long enough = 1;
-  while (!ErrorOf([&] {
-            BrentMethod(kv(), QuarnFloat(2), &square, QuarnFloat(0), QuarnFloat(2), PowerOfTen(60), enough);
-          }).empty()) {
-    ASSERT_LT(++enough, 100);
-  }
+  Fn square(Square);
+  EXPECT_EQ(ErrorOf([&] { Solve({kBrent, "2", 0, 2, 4}, &square); }), kLimit);
+  const long enough = FewestIterations({kBrent, "2", 0, 2}, &square);
   EXPECT_GT(enough, 4);
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethod(kv(), QuarnFloat(2), &square, QuarnFloat(0), QuarnFloat(2), PowerOfTen(60), enough - 1);
-            }),
-            message);
+  EXPECT_EQ(ErrorOf([&] { Solve({kBrent, "2", 0, 2, enough - 1}, &square); }), kLimit);
 }
 
-TEST(BrentMethod, ZeroToleranceStopsOnlyAtAnExactZero) {
+// sqrt(2) is no float, and at Digits 10 no x near it has x^2 rounding to 2:
+// with nothing to stop it the limit is reached.
+TEST(BrentMethod, ZeroToleranceWithoutAnExactZeroReachesTheLimit) {
   ScopedDigits d(10);
-  // x - 3/8 has a root that is a float: found exactly.
-  Fn line([](const QuarnFloat& x) { return x; });
-  QuarnFloat r = BrentMethod(kv(), QuarnFloat(0.375), &line, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0.0), 200);
-  EXPECT_TRUE(r == 0.375);
-  // sqrt(2) is no float: with nothing to stop it the limit is reached.
-  Fn square([](const QuarnFloat& x) { return x * x; });
-  EXPECT_EQ(
-      ErrorOf([&] { BrentMethod(kv(), QuarnFloat(2), &square, QuarnFloat(0), QuarnFloat(2), QuarnFloat(0.0), 300); }),
-      "maximum number of iterations exceeded in Brent root finding.");
-}
-
-TEST(BrentMethod, ARootAtZeroIsFoundThroughTheAbsoluteTolerance) {
-  ScopedDigits d(20);
-  // x^3 = 0: the relative part of the tolerance shrinks with |b|, so only
-  // the absolute part can end the search; the error bound is then tol.
-  Fn cube([](const QuarnFloat& x) { return x * x * x; });
-  QuarnFloat r = BrentMethod(kv(), QuarnFloat(0), &cube, QuarnFloat(-1), QuarnFloat(2), PowerOfTen(15), 500);
-  EXPECT_LE(std::abs(r.ToDouble()), BrentBound(0, 15));
-}
-
-TEST(BrentMethodHybridLeft, DistributionFunctionsFromTheLeftBarrier) {
-  for (long digits : kDigits) {
-    ScopedDigits d(digits);
-    SCOPED_TRACE(digits);
-    QuarnFloat tol = PowerOfTen(digits);
-    // Far out in the tail: several secant steps toward 1 before the bracket.
-    Fn cdf(ExponentialCdf);
-    QuarnFloat r = BrentMethodHybridLeft(kv(), Float("0.999"), &cdf, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0),
-                                         Float("0.5"), tol, 200);
-    EXPECT_LE(RelativeError(r, kMinusLn0001) * 6.91, BrentBound(6.91, digits));
-    // The initial point already reaches the target: Brent on [barrier, point].
-    Fn near(ExponentialCdf);
-    r = BrentMethodHybridLeft(kv(), Float("0.5"), &near, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0), QuarnFloat(3),
-                              tol, 200);
-    EXPECT_LE(RelativeError(r, kLn2) * 0.693, BrentBound(0.693, digits));
-  }
+  Fn square(Square);
+  EXPECT_EQ(ErrorOf([&] { Solve({kBrent, "2", 0, 2, 300, kZeroTol}, &square); }), kLimit);
 }
 
 TEST(BrentMethodHybridLeft, TheBarrierIsNotEvaluated) {
   ScopedDigits d(20);
   Fn cdf(ExponentialCdf);
-  BrentMethodHybridLeft(kv(), Float("0.9"), &cdf, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0), QuarnFloat(1),
-                        PowerOfTen(20), 100);
+  Solve({kLeft, "0.9", 0, 1}, &cdf);
   ASSERT_GE(cdf.calls(), 2u);
   EXPECT_EQ(cdf.points[0], 1.0);  // the initial point first
   // The secant through (0, 0) and (1, 1 - 1/e) reaches 1 at 1/(1 - 1/e).
   EXPECT_DOUBLE_EQ(cdf.points[1], 1 / (1 - std::exp(-1.0)));
 }
 
-TEST(BrentMethodHybridLeft, Failures) {
-  ScopedDigits d(15);
-  QuarnFloat tol = PowerOfTen(15);
-  Fn cdf(ExponentialCdf);
-  const char* after_barrier = "the specified initial point must be greater than the left barrier.";
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridLeft(kv(), Float("0.5"), &cdf, QuarnFloat(0), QuarnFloat(1), QuarnFloat(1),
-                                    QuarnFloat(1), tol, 100);
-            }),
-            after_barrier);
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridLeft(kv(), Float("0.5"), &cdf, QuarnFloat(0), QuarnFloat(1), QuarnFloat(2),
-                                    QuarnFloat(1), tol, 100);
-            }),
-            after_barrier);
-  const char* outside = "the specified approximation point must be between function bounds.";
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridLeft(kv(), Float("1.5"), &cdf, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0),
-                                    QuarnFloat(1), tol, 100);
-            }),
-            outside);
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridLeft(kv(), Float("-0.5"), &cdf, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0),
-                                    QuarnFloat(1), tol, 100);
-            }),
-            outside);
-  EXPECT_EQ(cdf.calls(), 0u);  // checks come before any evaluation
-  // A target equal to a bound passes: the lower bound is the barrier's value.
-  QuarnFloat r = BrentMethodHybridLeft(kv(), QuarnFloat(0), &cdf, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0),
-                                       QuarnFloat(1), tol, 100);
-  EXPECT_TRUE(r == 0);
-
-  const char* no_convergence = "BrentMethodHybrid was not able to converge on the specified root.";
-  // No iteration: one evaluation, then the message.
-  Fn counted(ExponentialCdf);
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridLeft(kv(), Float("0.99"), &counted, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0),
-                                    QuarnFloat(1), tol, 0);
-            }),
-            no_convergence);
-  EXPECT_EQ(counted.calls(), 1u);
-  // A flat stretch: f = x/4 below 1, then 1/4 up to 10, then 1.
-  Fn flat([](const QuarnFloat& x) { return x < 1 ? x / 4 : (x < 10 ? QuarnFloat(0.25) : QuarnFloat(1)); });
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridLeft(kv(), Float("0.5"), &flat, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0),
-                                    QuarnFloat(1), tol, 100);
-            }),
-            no_convergence);
-  EXPECT_EQ(flat.points, (std::vector<double>{1, 4}));
-  // A falling step: exp(-x) taken for a distribution function.
-  Fn falling([](const QuarnFloat& x) { return exp(-x); });
-  const char* not_nondecreasing = "specified function is not a nondecreasing function.";
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridLeft(kv(), Float("0.9"), &falling, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0),
-                                    QuarnFloat(1), tol, 100);
-            }),
-            not_nondecreasing);
-  // A value below the range at the initial point turns the secant backward.
-  Fn below([](const QuarnFloat&) { return QuarnFloat(0.25); });
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridLeft(kv(), Float("0.75"), &below, Float("0.5"), QuarnFloat(1), QuarnFloat(0),
-                                    QuarnFloat(1), tol, 100);
-            }),
-            not_nondecreasing);
-  EXPECT_EQ(below.calls(), 1u);  // raised before evaluating the backward point
-}
-
 TEST(BrentMethodHybridLeft, TheIterationBudgetIsShared) {
   ScopedDigits d(30);
-  QuarnFloat tol = PowerOfTen(30);
   // f = x/10 on [0, 10]: one secant step from (0, 0) through (1, 0.1) lands
   // on 10, where f = 1; Brent then works on [1, 10].
   auto ramp = [](const QuarnFloat& x) { return x < 10 ? x / 10 : QuarnFloat(1); };
-  Fn line(ramp);
-  long brent_needs = 1;
-  while (!ErrorOf([&] {
-            BrentMethod(kv(), Float("0.55"), &line, QuarnFloat(1), QuarnFloat(10), tol, brent_needs);
-          }).empty()) {
-    ASSERT_LT(++brent_needs, 100);
-  }
-  Fn hybrid(ramp);
-  QuarnFloat r = BrentMethodHybridLeft(kv(), Float("0.55"), &hybrid, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0),
-                                       QuarnFloat(1), tol, brent_needs + 1);
+  Fn line(ramp), hybrid(ramp);
+  const long brent_needs = FewestIterations({kBrent, "0.55", 1, 10}, &line);
+  QuarnFloat r = Solve({kLeft, "0.55", 0, 1, brent_needs + 1}, &hybrid);
   EXPECT_LE(RelativeError(r, "5.5"), 1e-29);
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridLeft(kv(), Float("0.55"), &hybrid, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0),
-                                    QuarnFloat(1), tol, brent_needs);
-            }),
-            "maximum number of iterations exceeded in Brent root finding.");
-}
-
-TEST(BrentMethodHybridRight, DistributionFunctionsFromTheRightBarrier) {
-  for (long digits : kDigits) {
-    ScopedDigits d(digits);
-    SCOPED_TRACE(digits);
-    QuarnFloat tol = PowerOfTen(digits);
-    Fn cdf(ExponentialCdf);
-    QuarnFloat r = BrentMethodHybridRight(kv(), Float("0.001"), &cdf, QuarnFloat(0), QuarnFloat(1), QuarnFloat(5),
-                                          QuarnFloat(20), tol, 200);
-    EXPECT_LE(RelativeError(r, kMinusLn0999) * 0.001, BrentBound(0.001, digits));
-    Fn logistic(LogisticCdf);
-    r = BrentMethodHybridRight(kv(), Float("0.01"), &logistic, QuarnFloat(0), QuarnFloat(1), QuarnFloat(3),
-                               QuarnFloat(50), tol, 200);
-    EXPECT_LE(RelativeError(r, kLogit001) * 4.6, BrentBound(4.6, digits));
-    EXPECT_EQ(logistic.points[0], 3.0);  // the barrier is not evaluated
-  }
-}
-
-TEST(BrentMethodHybridRight, ATargetMetAtTheInitialPointNeedsNoStep) {
-  ScopedDigits d(20);
-  // f(initial point) equal to the target: Brent runs on [point, barrier] at
-  // once, and finds the point on its first test.
-  Fn right([](const QuarnFloat& x) { return x / 8; });
-  QuarnFloat r = BrentMethodHybridRight(kv(), QuarnFloat(0.25), &right, QuarnFloat(0), QuarnFloat(1), QuarnFloat(2),
-                                        QuarnFloat(8), PowerOfTen(20), 100);
-  EXPECT_TRUE(r == 2);
-  EXPECT_EQ(right.points, (std::vector<double>{2, 2, 8}));
-  Fn left([](const QuarnFloat& x) { return x / 8; });
-  r = BrentMethodHybridLeft(kv(), QuarnFloat(0.25), &left, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0), QuarnFloat(2),
-                            PowerOfTen(20), 100);
-  EXPECT_TRUE(r == 2);
-  EXPECT_EQ(left.points, (std::vector<double>{2, 0, 2}));
-}
-
-TEST(BrentMethodHybridRight, Failures) {
-  ScopedDigits d(15);
-  QuarnFloat tol = PowerOfTen(15);
-  Fn cdf(ExponentialCdf);
-  const char* before_barrier = "the specified initial point must be less than the right barrier.";
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridRight(kv(), Float("0.5"), &cdf, QuarnFloat(0), QuarnFloat(1), QuarnFloat(3),
-                                     QuarnFloat(3), tol, 100);
-            }),
-            before_barrier);
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridRight(kv(), Float("2"), &cdf, QuarnFloat(0), QuarnFloat(1), QuarnFloat(1), QuarnFloat(3),
-                                     tol, 100);
-            }),
-            "the specified approximation point must be between function bounds.");
-  EXPECT_EQ(cdf.calls(), 0u);
-  Fn counted(ExponentialCdf);
-  const char* no_convergence = "BrentMethodHybrid was not able to converge on the specified root.";
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridRight(kv(), Float("0.01"), &counted, QuarnFloat(0), QuarnFloat(1), QuarnFloat(5),
-                                     QuarnFloat(20), tol, -3);
-            }),
-            no_convergence);
-  EXPECT_EQ(counted.calls(), 1u);
-  // Flat: 3/4 from 1 to 19, rising to 1 at 20.
-  Fn flat([](const QuarnFloat& x) { return x < 1 ? QuarnFloat(0) : (x < 19 ? QuarnFloat(0.75) : QuarnFloat(1)); });
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridRight(kv(), Float("0.5"), &flat, QuarnFloat(0), QuarnFloat(1), QuarnFloat(18),
-                                     QuarnFloat(20), tol, 100);
-            }),
-            no_convergence);
-  // Rising toward the left: the step goes the right way but f grows.
-  Fn falling([](const QuarnFloat& x) { return exp(-x); });
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridRight(kv(), Float("0.01"), &falling, QuarnFloat(0), QuarnFloat(1), QuarnFloat(1),
-                                     QuarnFloat(2), tol, 100);
-            }),
-            "specified function is not a nondecreasing function.");
-}
-
-TEST(BrentMethodHybridUnbound, SearchesOnTheSideOfTheTarget) {
-  for (long digits : kDigits) {
-    ScopedDigits d(digits);
-    SCOPED_TRACE(digits);
-    QuarnFloat tol = PowerOfTen(digits);
-    Fn right(LogisticCdf);
-    QuarnFloat r = BrentMethodHybridUnbound(kv(), Float("0.999"), &right, QuarnFloat(0), QuarnFloat(1), QuarnFloat(-1),
-                                            QuarnFloat(1), tol, 200);
-    EXPECT_LE(RelativeError(r, kLog999) * 6.9, BrentBound(6.9, digits));
-    EXPECT_EQ(right.points[0], -1.0);
-    EXPECT_EQ(right.points[1], 1.0);
-    // Points in decreasing order, target below both.
-    Fn left(LogisticCdf);
-    r = BrentMethodHybridUnbound(kv(), Float("0.01"), &left, QuarnFloat(0), QuarnFloat(1), QuarnFloat(1), QuarnFloat(0),
-                                 tol, 200);
-    EXPECT_LE(RelativeError(r, kLogit001) * 4.6, BrentBound(4.6, digits));
-    EXPECT_EQ(left.points[0], 0.0);  // the smaller point is evaluated first
-    // Target between the two values.
-    Fn between(LogisticCdf);
-    r = BrentMethodHybridUnbound(kv(), Float("0.3"), &between, QuarnFloat(0), QuarnFloat(1), QuarnFloat(-3),
-                                 QuarnFloat(3), tol, 200);
-    EXPECT_LE(RelativeError(r, kLogit03) * 0.85, BrentBound(0.85, digits));
-  }
-}
-
-TEST(BrentMethodHybridUnbound, ExactValuesAndFailures) {
-  ScopedDigits d(15);
-  QuarnFloat tol = PowerOfTen(15);
-  Fn logistic(LogisticCdf);
-  EXPECT_TRUE(BrentMethodHybridUnbound(kv(), Float("0.5"), &logistic, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0),
-                                       QuarnFloat(2), tol, 100) == 0);
-  EXPECT_TRUE(BrentMethodHybridUnbound(kv(), Float("0.5"), &logistic, QuarnFloat(0), QuarnFloat(1), QuarnFloat(-2),
-                                       QuarnFloat(0), tol, 100) == 0);
-  EXPECT_EQ(logistic.calls(), 4u);
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridUnbound(kv(), Float("0.5"), &logistic, QuarnFloat(0), QuarnFloat(1), QuarnFloat(2),
-                                       QuarnFloat(2), tol, 100);
-            }),
-            "BrentMethodHybridUnbound requires distinct initial points (InitPoint1 != InitPoint2).");
-  // Above both values the larger bound still limits the target.
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridUnbound(kv(), Float("1.5"), &logistic, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0),
-                                       QuarnFloat(1), tol, 100);
-            }),
-            "the specified approximation point must be between function bounds.");
-  // A falling function with the target between its values: the value at
-  // the larger point bounds the search to the left, and the target is above.
-  Fn falling([](const QuarnFloat& x) { return exp(-x); });
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridUnbound(kv(), Float("0.5"), &falling, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0),
-                                       QuarnFloat(2), tol, 100);
-            }),
-            "the specified approximation point must be between function bounds.");
-  EXPECT_EQ(ErrorOf([&] {
-              BrentMethodHybridUnbound(kv(), Float("0.9"), &logistic, QuarnFloat(0), QuarnFloat(1), QuarnFloat(0),
-                                       QuarnFloat(1), tol, 0);
-            }),
-            "BrentMethodHybrid was not able to converge on the specified root.");
+  EXPECT_EQ(ErrorOf([&] { Solve({kLeft, "0.55", 0, 1, brent_needs}, &hybrid); }), kLimit);
 }

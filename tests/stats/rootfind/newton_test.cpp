@@ -3,7 +3,10 @@
 // safeguarded and hybrid forms, every failure and every notice.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cmath>
+#include <string>
+#include <vector>
 
 #include "platform/host/host.h"
 #include "stats/rootfind/rootfind.h"
@@ -11,345 +14,231 @@
 #include "tests/stats/rootfind/rootfind_support.h"
 
 namespace host = quarn::host;
-using quarn::test::kv;
-using quarn::test::kLn2;
-using quarn::test::kLog999;
-using quarn::test::kLogit001;
-using quarn::test::kSqrt2;
 using namespace quarnstats;
-using quarn::test::CaptureHints;
-using quarn::test::ErrorOf;
-using quarn::test::Float;
-using quarn::test::Fn;
-using quarn::test::PowerOfTen;
-using quarn::test::RelativeError;
-using quarn::test::ScopedDigits;
+using namespace quarn::test;
 
 namespace {
-
 
 constexpr const char* kLn4 = "1.3862943611198906188344642429163531361510002687205105082413600189867872439393894";
 // The third Newton iterate for x^2 = 2 from 100.
 constexpr const char* kThirdIterate =
     "12.552458046745902982597561063333454941208257261991512466827019361593731374937553";
 
-const long kDigits[] = {10, 30, 60};
+constexpr const char* kAtBarrier = "hints: NewtonRaphson has converged to a barrier point";
+constexpr const char* kNewtonLimit =
+    "hints: NewtonRaphson completed the maximum number of iterations without converging";
+constexpr const char* kBetweenBarriers = "the specified initial point must be between the specified barriers";
+constexpr const char* kNewtonFailed = "NewtonRaphson root-finding method failed to converge.";
+constexpr const char* kHybridFailed = "NewtonRaphsonHybrid root-finding method failed to converge.";
+constexpr const char* kStrictly = "the specified approximation point must be strictly between the specified bounds";
+constexpr const char* kNotNondecreasing = "specified function is not a nondecreasing function.";
 
-// Newton converges quadratically: once two iterates agree to the tolerance
-// the last one is good to the working precision, a few units of the last
-// digit.
-double LastDigits(long digits) { return 5 * std::pow(10.0, -static_cast<double>(digits)); }
+using RealFn = QuarnFloat (*)(const QuarnFloat&);
 
-QuarnFloat Square(const QuarnFloat& x) { return x * x; }
-QuarnFloat Twice(const QuarnFloat& x) { return 2 * x; }
+// A function and its derivative.
+struct Pair {
+  RealFn f, df;
+};
+const Pair kSquare = {[](const QuarnFloat& x) { return x * x; }, [](const QuarnFloat& x) { return 2 * x; }};
+const Pair kTail = {[](const QuarnFloat& x) { return exp(-x); }, [](const QuarnFloat& x) { return -exp(-x); }};
+const Pair kLine = {[](const QuarnFloat& x) { return x; }, [](const QuarnFloat&) { return QuarnFloat(1); }};
 QuarnFloat LogisticCdf(const QuarnFloat& x) { return 1 / (1 + exp(-x)); }
-QuarnFloat LogisticPdf(const QuarnFloat& x) {
-  QuarnFloat p = LogisticCdf(x);
-  return p * (1 - p);
+const Pair kLogistic = {LogisticCdf, [](const QuarnFloat& x) {
+                          QuarnFloat p = LogisticCdf(x);
+                          return p * (1 - p);
+                        }};
+// (x - 10)^2 beyond 10, flat before.
+const Pair kHinge = {[](const QuarnFloat& x) { return x < 10 ? QuarnFloat(0) : (x - 10) * (x - 10); },
+                     [](const QuarnFloat& x) { return x < 10 ? QuarnFloat(0) : 2 * (x - 10); }};
+
+enum Method { kNewton, kSafe, kHybrid };
+constexpr double kNone = NAN;  // no barrier
+
+// One call of the family at the tolerance 10^-Digits. The hybrid form's f
+// has range [0, 1]; the safeguarded form needs both barriers.
+struct Call {
+  Method method;
+  const char* target;
+  double x0;
+  double left = kNone, right = kNone;
+  long max_iter = 100;
+};
+
+std::string Describe(const Call& c) {
+  static const char* const kNames[] = {"NewtonRaphson", "NewtonRaphsonSafe", "NewtonRaphsonHybrid"};
+  return std::string(kNames[c.method]) + "(" + c.target + ", x0 " + std::to_string(c.x0) + ", barriers " +
+         std::to_string(c.left) + ", " + std::to_string(c.right) + ", max_iter " + std::to_string(c.max_iter) +
+         ") at Digits " + std::to_string(host::WorkingDigits());
 }
 
-const char* kAtBarrier = "hints: NewtonRaphson has converged to a barrier point";
-
-}  // namespace
-
-TEST(NewtonRaphson, ConvergesToTheWorkingPrecision) {
-  for (long digits : kDigits) {
-    ScopedDigits d(digits);
-    SCOPED_TRACE(digits);
-    QuarnFloat tol = PowerOfTen(digits);
-    Fn f(Square), df(Twice);
-    QuarnFloat r =
-        NewtonRaphson(kv(), QuarnFloat(2), &f, &df, QuarnFloat(1), 0, QuarnFloat(0.0), 0, QuarnFloat(0.0), tol, 100);
-    EXPECT_LE(RelativeError(r, kSqrt2), LastDigits(digits));
-    // The upper tail exp(-x) falls: Newton does not mind.
-    Fn tail([](const QuarnFloat& x) { return exp(-x); });
-    Fn dtail([](const QuarnFloat& x) { return -exp(-x); });
-    r = NewtonRaphson(kv(), Float("0.5"), &tail, &dtail, Float("0.1"), 0, QuarnFloat(0.0), 0, QuarnFloat(0.0), tol,
-                      100);
-    EXPECT_LE(RelativeError(r, kLn2), LastDigits(digits));
+QuarnFloat Solve(const Call& c, Fn* f, Fn* df) {
+  const QuarnFloat t = Float(c.target), x0 = c.x0, tol = PowerOfTen(host::WorkingDigits());
+  const bool has_left = !std::isnan(c.left), has_right = !std::isnan(c.right);
+  // An unset barrier gets a value that would put x0 outside if it were read.
+  const QuarnFloat left = has_left ? c.left : 1e300, right = has_right ? c.right : -1e300;
+  switch (c.method) {
+    case kNewton: return NewtonRaphson(kv(), t, f, df, x0, has_left, left, has_right, right, tol, c.max_iter);
+    case kSafe: return NewtonRaphsonSafe(kv(), t, f, df, x0, left, right, tol, c.max_iter);
+    default:
+      return NewtonRaphsonHybrid(kv(), t, f, df, x0, QuarnFloat(0), QuarnFloat(1), has_left, left, has_right, right,
+                                 tol, c.max_iter);
   }
 }
 
-TEST(NewtonRaphson, BarriersAreRespected) {
-  ScopedDigits d(10);
-  QuarnFloat tol = PowerOfTen(10);
-  // x0 on a barrier is accepted.
-  Fn f(Square), df(Twice);
-  QuarnFloat r =
-      NewtonRaphson(kv(), QuarnFloat(2), &f, &df, QuarnFloat(1), 1, QuarnFloat(1), 1, QuarnFloat(2), tol, 100);
-  EXPECT_LE(RelativeError(r, kSqrt2), LastDigits(10));
-  const char* outside = "the specified initial point must be between the specified barriers";
-  EXPECT_EQ(ErrorOf([&] {
-              NewtonRaphson(kv(), QuarnFloat(2), &f, &df, QuarnFloat(0), 1, QuarnFloat(1), 0, QuarnFloat(0.0), tol,
-                            100);
-            }),
-            outside);
-  EXPECT_EQ(ErrorOf([&] {
-              NewtonRaphson(kv(), QuarnFloat(2), &f, &df, QuarnFloat(3), 0, QuarnFloat(5), 1, QuarnFloat(2), tol, 100);
-            }),
-            outside);
-  // An unset barrier is ignored whatever its value.
-  r = NewtonRaphson(kv(), QuarnFloat(2), &f, &df, QuarnFloat(3), 0, QuarnFloat(5), 0, QuarnFloat(-5), tol, 100);
-  EXPECT_LE(RelativeError(r, kSqrt2), LastDigits(10));
+}  // namespace
+
+// Each row at Digits 10, 30 and 60. Newton converges quadratically: once
+// two iterates agree to the tolerance the last one is good to the working
+// precision, a few units of the last digit.
+TEST(NewtonFamily, ConvergesToTheWorkingPrecision) {
+  struct Row {
+    Call call;
+    Pair fn;
+    const char* root;
+    std::vector<double> first = {};  // the first points evaluated
+  };
+  const Row rows[] = {
+      {{kNewton, "2", 1}, kSquare, kSqrt2},
+      {{kNewton, "0.5", 0.1}, kTail, kLn2},  // the upper tail exp(-x) falls: Newton does not mind
+      {{kNewton, "2", 1, 1, 2}, kSquare, kSqrt2},  // x0 on a barrier is accepted
+      // x^2 = 4 from 0, where the derivative vanishes: the point moves halfway
+      // toward a barrier, the left one first, and the root on that side is found.
+      {{kNewton, "4", 0, -6}, kSquare, "-2"},
+      {{kNewton, "4", 0, kNone, 6}, kSquare, "2"},
+      {{kNewton, "4", 0, -6, 6}, kSquare, "-2"},
+      // The move to the left stays flat, the one to the right (from there)
+      // leaves the flat part; root 11.
+      {{kNewton, "1", 0, -4, 30}, kHinge, "11"},
+      {{kSafe, "2", 1.75, 0, 2}, kSquare, kSqrt2, {0, 2, 1.75}},  // both barriers, then the given start
+      {{kSafe, "0.25", 4, 0, 5}, kTail, kLn4},  // a falling function: the bracket's ends swap roles
+      // A start where Newton's step would leave the bracket: x^2 near 0 with
+      // a root far off; bisection takes over.
+      {{kSafe, "2", 0.001, 0, 2, 200}, kSquare, kSqrt2},
+      {{kHybrid, "0.999", 0, kNone, kNone, 200}, kLogistic, kLog999},  // far in the upper tail: the search goes right
+      {{kHybrid, "0.01", 1, kNone, kNone, 200}, kLogistic, kLogit001},  // in the lower tail: the search goes left
+      // One barrier on the far side of the root: x0 supplies the other; no
+      // search, the midpoint of [-20, 1] next.
+      {{kHybrid, "0.01", 1, -20, kNone, 200}, kLogistic, kLogit001, {1, -9.5}},
+      // Both barriers skip the search: x0 is not evaluated; the midpoint is.
+      {{kHybrid, "0.999", 2, -10, 30, 200}, kLogistic, kLog999, {10}},
+  };
+  for (long digits : {10L, 30L, 60L}) {
+    ScopedDigits d(digits);
+    for (const Row& row : rows) {
+      SCOPED_TRACE(Describe(row.call));
+      Fn f(row.fn.f), df(row.fn.df);
+      EXPECT_LE(RelativeError(Solve(row.call, &f, &df), row.root), 5 * std::pow(10.0, -static_cast<double>(digits)));
+      ASSERT_GE(f.calls(), row.first.size());
+      EXPECT_EQ(std::vector<double>(f.points.begin(), f.points.begin() + row.first.size()), row.first);
+    }
+  }
 }
 
-TEST(NewtonRaphson, StepsAcrossABarrierLandHalfwayAndConvergeOntoIt) {
-  ScopedDigits d(10);
-  CaptureHints hints;
-  // x - 5 = 0 lies beyond the right barrier 2: every step is cut to half the
-  // distance to the barrier, and the iteration converges onto it.
-  Fn f([](const QuarnFloat& x) { return x; });
-  Fn df([](const QuarnFloat&) { return QuarnFloat(1); });
-  QuarnFloat r = NewtonRaphson(kv(), QuarnFloat(5), &f, &df, QuarnFloat(0), 0, QuarnFloat(0.0), 1, QuarnFloat(2),
-                               PowerOfTen(10), 100);
-  EXPECT_TRUE(r == 2);
-  ASSERT_GE(f.points.size(), 4u);
-  EXPECT_EQ(std::vector<double>(f.points.begin(), f.points.begin() + 4), (std::vector<double>{0, 1, 1.5, 1.75}));
-  EXPECT_EQ(hints.lines, std::vector<std::string>{kAtBarrier});
-  // The same on the left: x + 5 = 0 beyond the left barrier -2.
-  hints.lines.clear();
-  r = NewtonRaphson(kv(), QuarnFloat(-5), &f, &df, QuarnFloat(0), 1, QuarnFloat(-2), 0, QuarnFloat(0.0), PowerOfTen(10),
-                    100);
-  EXPECT_TRUE(r == -2);
-  EXPECT_EQ(hints.lines, std::vector<std::string>{kAtBarrier});
-}
-
-TEST(NewtonRaphson, AZeroDerivativeMovesTowardABarrierOrFails) {
+// Exact results and every failure with its exact message, at Digits 15,
+// with the notices shown at level 2 (none unless given) and, where given, the
+// calls made and the first points evaluated.
+TEST(NewtonFamily, ExactResultsFailuresAndNotices) {
+  // A zero derivative away from a root (the function undefined there, so
+  // that no bisection is chosen either) cannot be stepped from.
+  const Pair broken = {[](const QuarnFloat& x) { return x == 1 ? UndefinedFloat() : x * x; },
+                       [](const QuarnFloat& x) { return x == 1 ? QuarnFloat(0) : 2 * x; }};
+  const Pair flat = {[](const QuarnFloat&) { return QuarnFloat(0.25); },
+                     [](const QuarnFloat&) { return QuarnFloat(0); }};
+  struct Row {
+    const char* label;
+    Call call;
+    Pair fn;
+    const char* outcome;  // a number: the exact result; else the error message
+    const char* hint = nullptr;
+    long calls = -1, dcalls = -1;  // -1: not checked
+    std::vector<double> first = {};
+  };
+  const Row rows[] = {
+      // x - 5 = 0 lies beyond the right barrier 2: every step is cut to half the
+      // distance to the barrier, and the iteration converges onto it.
+      {"onto the right barrier", {kNewton, "5", 0, kNone, 2}, kLine, "2", kAtBarrier, -1, -1, {0, 1, 1.5, 1.75}},
+      {"onto the left barrier", {kNewton, "-5", 0, -2}, kLine, "-2", kAtBarrier},
+      // With no iteration allowed 0 comes back, with the notice.
+      {"no iteration", {kNewton, "2", 100, kNone, kNone, 0}, kSquare, "0", kNewtonLimit},
+      {"x0 left of the left barrier", {kNewton, "2", 0, 1}, kSquare, kBetweenBarriers},
+      {"x0 right of the right barrier", {kNewton, "2", 3, kNone, 2}, kSquare, kBetweenBarriers},
+      // x^2 = 4 from 0, where the derivative vanishes: without a barrier
+      // there is nowhere to go.
+      {"zero derivative, no barrier", {kNewton, "4", 0}, kSquare, kNewtonFailed},
+      {"flat after the move left", {kNewton, "1", 0, -4}, kHinge, kNewtonFailed},
+      {"flat after the move right", {kNewton, "1", 0, kNone, 8}, kHinge, kNewtonFailed},
+      // A root on a barrier is returned without iterating.
+      {"Safe, root on the left barrier", {kSafe, "4", 3, 2, 5}, kSquare, "2", nullptr, 2, 0},
+      {"Safe, root on the right barrier", {kSafe, "4", 1, -1, 2}, kSquare, "2", nullptr, 2, 0},
+      // x0 on a barrier is accepted; a root at x0 is returned at once.
+      {"Safe, root at x0", {kSafe, "4", 2, 1, 5}, kSquare, "2", nullptr, 3},
+      // The limit returns the current point with a notice; none at all returns x0.
+      {"Safe, no iteration", {kSafe, "2", 1.25, 0, 2, 0}, kSquare, "1.25",
+       "hints: NewtonRaphsonSafe completed the maximum number of iterations without converging"},
+      {"Safe, x0 outside", {kSafe, "2", 3, 0, 2}, kSquare, kBetweenBarriers},
+      {"Safe, no bracket", {kSafe, "9", 1, 0, 2}, kSquare, "root must be bracketed by lower and upper barriers"},
+      {"Safe, zero derivative", {kSafe, "2", 1, 0, 2}, broken,
+       "NewtonRaphsonSafe root-finding method failed to converge."},
+      {"Hybrid, x0 at the root", {kHybrid, "0.5", 0}, kLogistic, "0", nullptr, 1},
+      // With both barriers and no iteration the midpoint comes back with the notice.
+      {"Hybrid, no iteration", {kHybrid, "0.999", 2, -10, 30, 0}, kLogistic, "10",
+       "hints: NewtonRaphsonHybrid completed the maximum number of iterations without converging"},
+      {"Hybrid, target at the upper bound", {kHybrid, "1", 0}, kLogistic, kStrictly, nullptr, 0},
+      {"Hybrid, target at the lower bound", {kHybrid, "0", 0}, kLogistic, kStrictly, nullptr, 0},
+      {"Hybrid, x0 on the wrong side", {kHybrid, "0.5", 0, 1}, kLogistic, kBetweenBarriers, nullptr, 0},
+      {"Hybrid, no iteration for the search", {kHybrid, "0.9", 0, kNone, kNone, 0}, kLogistic, kHybridFailed},
+      {"Hybrid, flat start", {kHybrid, "0.9", 0}, flat, kHybridFailed},
+      // Falling functions step the wrong way, in either direction.
+      {"Hybrid, falling, target above", {kHybrid, "0.9", 1}, kTail, kNotNondecreasing},
+      {"Hybrid, falling, target below", {kHybrid, "0.1", 1}, kTail, kNotNondecreasing},
+  };
   ScopedDigits d(15);
-  QuarnFloat tol = PowerOfTen(15);
-  const char* failure = "NewtonRaphson root-finding method failed to converge.";
-  // x^2 = 4 from 0, where the derivative vanishes: without a barrier there
-  // is nowhere to go.
-  Fn f(Square), df(Twice);
-  EXPECT_EQ(ErrorOf([&] {
-              NewtonRaphson(kv(), QuarnFloat(4), &f, &df, QuarnFloat(0), 0, QuarnFloat(0.0), 0, QuarnFloat(0.0), tol,
-                            100);
-            }),
-            failure);
-  // With barriers the point moves halfway toward one, the left one first,
-  // and the root on that side is found.
-  QuarnFloat r =
-      NewtonRaphson(kv(), QuarnFloat(4), &f, &df, QuarnFloat(0), 1, QuarnFloat(-6), 0, QuarnFloat(0.0), tol, 100);
-  EXPECT_LE(RelativeError(r, "-2"), LastDigits(15));
-  r = NewtonRaphson(kv(), QuarnFloat(4), &f, &df, QuarnFloat(0), 0, QuarnFloat(0.0), 1, QuarnFloat(6), tol, 100);
-  EXPECT_LE(RelativeError(r, "2"), LastDigits(15));
-  r = NewtonRaphson(kv(), QuarnFloat(4), &f, &df, QuarnFloat(0), 1, QuarnFloat(-6), 1, QuarnFloat(6), tol, 100);
-  EXPECT_LE(RelativeError(r, "-2"), LastDigits(15));
-  // (x - 10)^2 beyond 10, flat before: the move to the left stays flat, the
-  // one to the right (from there) leaves the flat part; root 11.
-  Fn hinge([](const QuarnFloat& x) { return x < 10 ? QuarnFloat(0) : (x - 10) * (x - 10); });
-  Fn dhinge([](const QuarnFloat& x) { return x < 10 ? QuarnFloat(0) : 2 * (x - 10); });
-  EXPECT_EQ(ErrorOf([&] {
-              NewtonRaphson(kv(), QuarnFloat(1), &hinge, &dhinge, QuarnFloat(0), 1, QuarnFloat(-4), 0, QuarnFloat(0.0),
-                            tol, 100);
-            }),
-            failure);
-  r = NewtonRaphson(kv(), QuarnFloat(1), &hinge, &dhinge, QuarnFloat(0), 1, QuarnFloat(-4), 1, QuarnFloat(30), tol,
-                    100);
-  EXPECT_LE(RelativeError(r, "11"), LastDigits(15));
-  // The right barrier alone, still flat after the move.
-  EXPECT_EQ(ErrorOf([&] {
-              NewtonRaphson(kv(), QuarnFloat(1), &hinge, &dhinge, QuarnFloat(0), 0, QuarnFloat(0.0), 1, QuarnFloat(8),
-                            tol, 100);
-            }),
-            failure);
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.label);
+    CaptureHints hints;
+    Fn f(row.fn.f), df(row.fn.df);
+    QuarnFloat r;
+    const std::string error = ErrorOf([&] { r = Solve(row.call, &f, &df); });
+    if (std::isdigit(static_cast<unsigned char>(row.outcome[row.outcome[0] == '-']))) {
+      EXPECT_EQ(error, "");
+      EXPECT_TRUE(r == Float(row.outcome)) << r.ToDouble();
+    } else {
+      EXPECT_EQ(error, row.outcome);
+    }
+    EXPECT_EQ(hints.lines, row.hint ? std::vector<std::string>{row.hint} : std::vector<std::string>{});
+    if (row.calls >= 0) {
+      EXPECT_EQ(f.calls(), static_cast<size_t>(row.calls));
+    }
+    if (row.dcalls >= 0) {
+      EXPECT_EQ(df.calls(), static_cast<size_t>(row.dcalls));
+    }
+    ASSERT_GE(f.calls(), row.first.size());
+    EXPECT_EQ(std::vector<double>(f.points.begin(), f.points.begin() + row.first.size()), row.first);
+  }
 }
 
 TEST(NewtonRaphson, TheIterationLimitIsANoticeNotAnError) {
   ScopedDigits d(30);
-  QuarnFloat tol = PowerOfTen(30);
-  const char* notice = "hints: NewtonRaphson completed the maximum number of iterations without converging";
-  Fn f(Square), df(Twice);
+  Fn f(kSquare.f), df(kSquare.df);
   {
     CaptureHints hints;
-    QuarnFloat r =
-        NewtonRaphson(kv(), QuarnFloat(2), &f, &df, QuarnFloat(100), 0, QuarnFloat(0.0), 0, QuarnFloat(0.0), tol, 3);
-    EXPECT_LE(RelativeError(r, kThirdIterate), 1e-29);
-    EXPECT_EQ(hints.lines, std::vector<std::string>{notice});
-    hints.lines.clear();
-    r = NewtonRaphson(kv(), QuarnFloat(2), &f, &df, QuarnFloat(100), 0, QuarnFloat(0.0), 0, QuarnFloat(0.0), tol, 0);
-    EXPECT_TRUE(r == 0);
-    EXPECT_EQ(hints.lines, std::vector<std::string>{notice});
+    EXPECT_LE(RelativeError(Solve({kNewton, "2", 100, kNone, kNone, 3}, &f, &df), kThirdIterate), 1e-29);
+    EXPECT_EQ(hints.lines, std::vector<std::string>{kNewtonLimit});
   }
   // Below level 2 the notice is not shown.
   CaptureHints quiet(1);
-  NewtonRaphson(kv(), QuarnFloat(2), &f, &df, QuarnFloat(100), 0, QuarnFloat(0.0), 0, QuarnFloat(0.0), tol, 3);
+  Solve({kNewton, "2", 100, kNone, kNone, 3}, &f, &df);
   EXPECT_TRUE(quiet.lines.empty());
-}
-
-TEST(NewtonRaphsonSafe, ConvergesInsideTheBracket) {
-  for (long digits : kDigits) {
-    ScopedDigits d(digits);
-    SCOPED_TRACE(digits);
-    QuarnFloat tol = PowerOfTen(digits);
-    Fn f(Square), df(Twice);
-    QuarnFloat r =
-        NewtonRaphsonSafe(kv(), QuarnFloat(2), &f, &df, Float("1.75"), QuarnFloat(0), QuarnFloat(2), tol, 100);
-    EXPECT_LE(RelativeError(r, kSqrt2), LastDigits(digits));
-    EXPECT_EQ(f.points[2], 1.75);  // both barriers, then the given start
-    // A falling function: the bracket's ends swap roles.
-    Fn tail([](const QuarnFloat& x) { return exp(-x); });
-    Fn dtail([](const QuarnFloat& x) { return -exp(-x); });
-    r = NewtonRaphsonSafe(kv(), Float("0.25"), &tail, &dtail, QuarnFloat(4), QuarnFloat(0), QuarnFloat(5), tol, 100);
-    EXPECT_LE(RelativeError(r, kLn4), LastDigits(digits));
-    // A start where Newton's step would leave the bracket: x^2 near 0 with
-    // a root far off; bisection takes over.
-    Fn g(Square), dg(Twice);
-    r = NewtonRaphsonSafe(kv(), QuarnFloat(2), &g, &dg, Float("0.001"), QuarnFloat(0), QuarnFloat(2), tol, 200);
-    EXPECT_LE(RelativeError(r, kSqrt2), LastDigits(digits));
-  }
-}
-
-TEST(NewtonRaphsonSafe, BarriersAndFailures) {
-  ScopedDigits d(15);
-  QuarnFloat tol = PowerOfTen(15);
-  Fn f(Square), df(Twice);
-  EXPECT_EQ(ErrorOf([&] {
-              NewtonRaphsonSafe(kv(), QuarnFloat(2), &f, &df, QuarnFloat(3), QuarnFloat(0), QuarnFloat(2), tol, 100);
-            }),
-            "the specified initial point must be between the specified barriers");
-  EXPECT_EQ(ErrorOf([&] {
-              NewtonRaphsonSafe(kv(), QuarnFloat(9), &f, &df, QuarnFloat(1), QuarnFloat(0), QuarnFloat(2), tol, 100);
-            }),
-            "root must be bracketed by lower and upper barriers");
-  // A root on a barrier is returned without iterating.
-  Fn at_barrier(Square), d_at_barrier(Twice);
-  EXPECT_TRUE(NewtonRaphsonSafe(kv(), QuarnFloat(4), &at_barrier, &d_at_barrier, QuarnFloat(3), QuarnFloat(2),
-                                QuarnFloat(5), tol, 100) == 2);
-  EXPECT_TRUE(NewtonRaphsonSafe(kv(), QuarnFloat(4), &at_barrier, &d_at_barrier, QuarnFloat(1), QuarnFloat(-1),
-                                QuarnFloat(2), tol, 100) == 2);
-  EXPECT_EQ(at_barrier.calls(), 4u);
-  EXPECT_EQ(d_at_barrier.calls(), 0u);
-  // x0 on a barrier is accepted; a root at x0 is returned at once.
-  Fn at_start(Square), d_at_start(Twice);
-  EXPECT_TRUE(NewtonRaphsonSafe(kv(), QuarnFloat(4), &at_start, &d_at_start, QuarnFloat(2), QuarnFloat(1),
-                                QuarnFloat(5), tol, 100) == 2);
-  EXPECT_EQ(at_start.calls(), 3u);
-  // The limit returns the current point with a notice; none at all returns x0.
-  CaptureHints hints;
-  QuarnFloat r = NewtonRaphsonSafe(kv(), QuarnFloat(2), &f, &df, Float("1.25"), QuarnFloat(0), QuarnFloat(2), tol, 0);
-  EXPECT_TRUE(r == 1.25);
-  EXPECT_EQ(hints.lines, std::vector<std::string>{
-                             "hints: NewtonRaphsonSafe completed the maximum number of iterations without converging"});
-  // A zero derivative away from a root (the function undefined there, so
-  // that no bisection is chosen either) cannot be stepped from.
-  Fn broken([](const QuarnFloat& x) { return x == 1 ? UndefinedFloat() : x * x; });
-  Fn dbroken([](const QuarnFloat& x) { return x == 1 ? QuarnFloat(0) : 2 * x; });
-  EXPECT_EQ(ErrorOf([&] {
-              NewtonRaphsonSafe(kv(), QuarnFloat(2), &broken, &dbroken, QuarnFloat(1), QuarnFloat(0), QuarnFloat(2),
-                                tol, 100);
-            }),
-            "NewtonRaphsonSafe root-finding method failed to converge.");
-}
-
-TEST(NewtonRaphsonHybrid, FindsTheBracketThenConverges) {
-  for (long digits : kDigits) {
-    ScopedDigits d(digits);
-    SCOPED_TRACE(digits);
-    QuarnFloat tol = PowerOfTen(digits);
-    // Far in the upper tail: the search goes right from 0.
-    Fn f(LogisticCdf), df(LogisticPdf);
-    QuarnFloat r = NewtonRaphsonHybrid(kv(), Float("0.999"), &f, &df, QuarnFloat(0), QuarnFloat(0), QuarnFloat(1), 0,
-                                       QuarnFloat(0.0), 0, QuarnFloat(0.0), tol, 200);
-    EXPECT_LE(RelativeError(r, kLog999), LastDigits(digits));
-    // In the lower tail: the search goes left.
-    Fn g(LogisticCdf), dg(LogisticPdf);
-    r = NewtonRaphsonHybrid(kv(), Float("0.01"), &g, &dg, QuarnFloat(1), QuarnFloat(0), QuarnFloat(1), 0,
-                            QuarnFloat(0.0), 0, QuarnFloat(0.0), tol, 200);
-    EXPECT_LE(RelativeError(r, kLogit001), LastDigits(digits));
-    // One barrier on the far side of the root: x0 supplies the other.
-    Fn h(LogisticCdf), dh(LogisticPdf);
-    r = NewtonRaphsonHybrid(kv(), Float("0.01"), &h, &dh, QuarnFloat(1), QuarnFloat(0), QuarnFloat(1), 1,
-                            QuarnFloat(-20), 0, QuarnFloat(0.0), tol, 200);
-    EXPECT_LE(RelativeError(r, kLogit001), LastDigits(digits));
-    EXPECT_EQ(h.points[1], -9.5);  // no search: the midpoint of [-20, 1]
-  }
 }
 
 TEST(NewtonRaphsonHybrid, SearchStepsAimAtTheBoundOfTheRange) {
   ScopedDigits d(30);
-  Fn f(LogisticCdf), df(LogisticPdf);
-  NewtonRaphsonHybrid(kv(), Float("0.999"), &f, &df, QuarnFloat(0), QuarnFloat(0), QuarnFloat(1), 0, QuarnFloat(0.0), 0,
-                      QuarnFloat(0.0), PowerOfTen(30), 200);
+  Fn f(kLogistic.f), df(kLogistic.df);
+  Solve({kHybrid, "0.999", 0, kNone, kNone, 200}, &f, &df);
   ASSERT_GE(f.points.size(), 3u);
   // The first step aims at the target: 0 + (0.999 - 1/2) / (1/4).
   EXPECT_EQ(f.points[1], 1.996);
   // The next aims at 1, the top of the range: for the logistic function
   // x + (1 - F(x)) / F'(x) = x + 1 / F(x) = x + 1 + exp(-x).
   EXPECT_NEAR(f.points[2], 2.996 + std::exp(-1.996), 1e-14);
-}
-
-TEST(NewtonRaphsonHybrid, BothBarriersSkipTheSearch) {
-  ScopedDigits d(30);
-  Fn f(LogisticCdf), df(LogisticPdf);
-  QuarnFloat r = NewtonRaphsonHybrid(kv(), Float("0.999"), &f, &df, QuarnFloat(2), QuarnFloat(0), QuarnFloat(1), 1,
-                                     QuarnFloat(-10), 1, QuarnFloat(30), PowerOfTen(30), 200);
-  EXPECT_LE(RelativeError(r, kLog999), LastDigits(30));
-  EXPECT_EQ(f.points[0], 10.0);  // x0 is not evaluated; the midpoint is
-  // With no iteration allowed the midpoint comes back with the notice.
-  CaptureHints hints;
-  Fn g(LogisticCdf), dg(LogisticPdf);
-  r = NewtonRaphsonHybrid(kv(), Float("0.999"), &g, &dg, QuarnFloat(2), QuarnFloat(0), QuarnFloat(1), 1,
-                          QuarnFloat(-10), 1, QuarnFloat(30), PowerOfTen(30), 0);
-  EXPECT_TRUE(r == 10);
-  EXPECT_EQ(hints.lines,
-            std::vector<std::string>{
-                "hints: NewtonRaphsonHybrid completed the maximum number of iterations without converging"});
-}
-
-TEST(NewtonRaphsonHybrid, Failures) {
-  ScopedDigits d(15);
-  QuarnFloat tol = PowerOfTen(15);
-  Fn f(LogisticCdf), df(LogisticPdf);
-  const char* strictly = "the specified approximation point must be strictly between the specified bounds";
-  EXPECT_EQ(ErrorOf([&] {
-              NewtonRaphsonHybrid(kv(), QuarnFloat(1), &f, &df, QuarnFloat(0), QuarnFloat(0), QuarnFloat(1), 0,
-                                  QuarnFloat(0.0), 0, QuarnFloat(0.0), tol, 100);
-            }),
-            strictly);
-  EXPECT_EQ(ErrorOf([&] {
-              NewtonRaphsonHybrid(kv(), QuarnFloat(0), &f, &df, QuarnFloat(0), QuarnFloat(0), QuarnFloat(1), 0,
-                                  QuarnFloat(0.0), 0, QuarnFloat(0.0), tol, 100);
-            }),
-            strictly);
-  EXPECT_EQ(ErrorOf([&] {
-              NewtonRaphsonHybrid(kv(), Float("0.5"), &f, &df, QuarnFloat(0), QuarnFloat(0), QuarnFloat(1), 1,
-                                  QuarnFloat(1), 0, QuarnFloat(0.0), tol, 100);
-            }),
-            "the specified initial point must be between the specified barriers");
-  EXPECT_EQ(f.calls(), 0u);
-  // x0 at the root is returned after one evaluation.
-  EXPECT_TRUE(NewtonRaphsonHybrid(kv(), Float("0.5"), &f, &df, QuarnFloat(0), QuarnFloat(0), QuarnFloat(1), 0,
-                                  QuarnFloat(0.0), 0, QuarnFloat(0.0), tol, 100) == 0);
-  EXPECT_EQ(f.calls(), 1u);
-
-  const char* failure = "NewtonRaphsonHybrid root-finding method failed to converge.";
-  // No iteration for the search.
-  EXPECT_EQ(ErrorOf([&] {
-              NewtonRaphsonHybrid(kv(), Float("0.9"), &f, &df, QuarnFloat(0), QuarnFloat(0), QuarnFloat(1), 0,
-                                  QuarnFloat(0.0), 0, QuarnFloat(0.0), tol, 0);
-            }),
-            failure);
-  // A flat start.
-  Fn flat([](const QuarnFloat&) { return QuarnFloat(0.25); });
-  Fn dflat([](const QuarnFloat&) { return QuarnFloat(0); });
-  EXPECT_EQ(ErrorOf([&] {
-              NewtonRaphsonHybrid(kv(), Float("0.9"), &flat, &dflat, QuarnFloat(0), QuarnFloat(0), QuarnFloat(1), 0,
-                                  QuarnFloat(0.0), 0, QuarnFloat(0.0), tol, 100);
-            }),
-            failure);
-  // Falling functions step the wrong way, in either direction.
-  Fn tail([](const QuarnFloat& x) { return exp(-x); });
-  Fn dtail([](const QuarnFloat& x) { return -exp(-x); });
-  const char* not_nondecreasing = "specified function is not a nondecreasing function.";
-  EXPECT_EQ(ErrorOf([&] {
-              NewtonRaphsonHybrid(kv(), Float("0.9"), &tail, &dtail, QuarnFloat(1), QuarnFloat(0), QuarnFloat(1), 0,
-                                  QuarnFloat(0.0), 0, QuarnFloat(0.0), tol, 100);
-            }),
-            not_nondecreasing);
-  EXPECT_EQ(ErrorOf([&] {
-              NewtonRaphsonHybrid(kv(), Float("0.1"), &tail, &dtail, QuarnFloat(1), QuarnFloat(0), QuarnFloat(1), 0,
-                                  QuarnFloat(0.0), 0, QuarnFloat(0.0), tol, 100);
-            }),
-            not_nondecreasing);
 }
