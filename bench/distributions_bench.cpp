@@ -9,8 +9,9 @@
 //                                         label, family, op, argument, parameters
 //   distributions_bench calls DIGITS [ROW [IMPL]]
 //                                         every row at Digits = DIGITS, or those
-//                                         whose label contains ROW, by IMPL only
-//                                         (quarn, arb or boost)
+//                                         whose label contains ROW, by the IMPLs
+//                                         only (quarn, arb or boost, or several
+//                                         joined by commas: quarn,arb)
 //   distributions_bench sample DIGITS N   RandomSample(N) of normal, gamma and beta
 //                                         variates, with mpfr_nrandom and Boost.Random
 //   distributions_bench elementary DIGITS exp, log and atan by QuarnFloat, MPFR and
@@ -541,7 +542,8 @@ class Balls {
 };
 
 // Every row at Digits, or only the rows whose label contains `only_row`
-// and only the implementation `only_impl` (for a profiler run).
+// and only the implementations listed in `only_impl` (comma-separated; for a
+// profiler run, or to leave out a slow peer).
 // Scratch numbers of the bare Arb call: the argument, the result ball and its
 // midpoint as an MPFR number.
 struct ArbScratch {
@@ -579,7 +581,9 @@ int RunCalls(long digits, const std::string& only_row, const std::string& only_i
       const std::string label = Label(f, a);
       const int k = a.op == Op::kProbability ? 0 : 1;
       if (label.find(only_row) == std::string::npos) continue;
-      auto wanted = [&](const char* impl) { return only_impl.empty() || only_impl == impl; };
+      auto wanted = [&](const std::string& impl) {
+        return only_impl.empty() || ("," + only_impl + ",").find("," + impl + ",") != std::string::npos;
+      };
 
       // The library's computing function, as a program linked with it calls it.
       const QuarnFloat x(host::ParseFloat(a.text));

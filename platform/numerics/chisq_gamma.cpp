@@ -43,6 +43,7 @@ QuarnFloat GammaDeviate(NagError* fail, const char* routine, const QuarnFloat& p
   };
   // log density of w: a w - e^w - log Gamma(a), a sum whose terms may be far
   // larger than it.
+  CachedConstant log_gamma_a([&](arb_ptr res, slong prec) { arb_hypgeom_lgamma(res, a, prec); });
   pb_.log_density = [&](arb_ptr res, arb_srcptr w, slong prec) {
     double wd = arf_get_d(arb_midref(w), ARF_RND_NEAR);
     slong wp = prec + MagnitudeBits(ad * std::fabs(wd) + std::exp(std::min(wd, 700.0)) + lgamma_a) + 8;
@@ -50,8 +51,12 @@ QuarnFloat GammaDeviate(NagError* fail, const char* routine, const QuarnFloat& p
     arb_mul(res, a, w, wp);
     arb_exp(t, w, wp);
     arb_sub(res, res, t, wp);
-    arb_hypgeom_lgamma(t, a, wp);
-    arb_sub(res, res, t, wp);
+    arb_sub(res, res, log_gamma_a.At(wp), wp);
+  };
+  // d/dw (a w - e^w) = a - e^w.
+  pb_.log_density_slope = [&](arb_ptr res, arb_srcptr w, slong prec) {
+    arb_exp(res, w, prec);
+    arb_sub(res, a, res, prec);
   };
   pb_.result = [&](arb_ptr res, arb_srcptr w, slong prec) {
     arb_exp(res, w, prec);

@@ -99,10 +99,9 @@ void QuarnMP_g01eec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat tol, Qu
     *pdf = QuarnFloat(0.0);
   } else {
     ok = CorrectlyRounded(pdf, [&](arb_ptr r, slong prec) {
-      Ball t, e;
+      Ball t, e, g;
       slong wp = prec + extra + 8;
-      LogBeta(r, ab, bb, wp);
-      arb_neg(r, r);
+      arb_zero(r);
       if (!at0) {
         arb_log(t, xb, wp);
         arb_sub_ui(e, ab, 1, wp);
@@ -113,7 +112,15 @@ void QuarnMP_g01eec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat tol, Qu
         arb_sub_ui(e, bb, 1, wp);
         arb_addmul(r, t, e, wp);
       }
-      arb_exp(r, r, prec);
+      arb_exp(r, r, wp);
+      // Divided by B(a, b) = Gamma(a) Gamma(b) / Gamma(a + b).
+      arb_add(t, ab, bb, wp);
+      arb_hypgeom_gamma(g, t, wp);
+      arb_mul(r, r, g, wp);
+      arb_hypgeom_gamma(g, ab, wp);
+      arb_div(r, r, g, wp);
+      arb_hypgeom_gamma(g, bb, wp);
+      arb_div(r, r, g, prec);
     }, extra) && ok;
   }
   Finish(fail, "QuarnMP_g01eec", ok, *p);

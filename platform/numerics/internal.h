@@ -10,6 +10,7 @@
 #include <initializer_list>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "platform/float/quarnfloat.h"
 #include "platform/numerics/mp_errors.h"
@@ -38,11 +39,40 @@ class Ball {
   arb_t v_;
 };
 
+// A constant of one problem (log B(a, b), log Gamma(a)) that an iteration
+// needs at varying precisions: computed when a precision above every earlier
+// one is asked for, and reused below it (a ball at a higher precision serves
+// any lower one).
+class CachedConstant {
+ public:
+  explicit CachedConstant(std::function<void(arb_ptr, slong)> eval) : eval_(std::move(eval)) {}
+  arb_srcptr At(slong prec) {
+    if (prec > prec_) {
+      prec_ = prec;
+      eval_(value_, prec);
+    }
+    return value_;
+  }
+
+ private:
+  std::function<void(arb_ptr, slong)> eval_;
+  Ball value_;
+  slong prec_ = 0;
+};
+
 // The binary precision of the result: that of the working Digits.
 slong TargetBits();
 
-// Bits beyond the target that a first evaluation carries.
+// Bits beyond the target that the deviate solver carries, and by which the
+// rounding loop raises the precision of a pass that failed (twice over, with
+// the bits the pass lost).
 constexpr slong kGuardBits = 24;
+
+// Bits beyond the target (and the caller's extra bits) of the rounding loop's
+// first pass. Arb's functions lose only a few bits at an exact argument, so
+// the first pass rarely fails, and fewer bits keep it on Arb's faster paths
+// at low precision (one or two limbs).
+constexpr slong kFirstGuardBits = 12;
 
 // Writes the float at out's precision (round to nearest) that every point of
 // the ball rounds to, and returns true; returns false when the ball straddles
@@ -56,11 +86,14 @@ bool RoundUnique(mpfr_ptr out, arb_srcptr x);
 using BallFunction = std::function<void(arb_ptr, slong)>;
 
 // The value of eval correctly rounded to the working precision (Ziv):
-// evaluates at TargetBits() + guard + extra_bits, and raises the precision by
-// the bits the ball lost (at least doubling the guard) until the ball rounds
-// to one float. Returns false, leaving *out at the rounded midpoint, when no
-// precision up to a fixed cap decides the rounding (a value that is not
-// finite, or one that sits on a rounding boundary).
+// evaluates at TargetBits() + kFirstGuardBits + extra_bits, and raises the
+// precision by the bits the ball lost and 2 kGuardBits (at least by half)
+// until the ball rounds to one float. extra_bits are the bits the caller
+// knows eval to lose (a condition number); arguments that eval computes
+// should carry the bits their own condition costs, so that only the final
+// function's few bits are lost. Returns false, leaving *out at the rounded
+// midpoint, when no precision up to a fixed cap decides the rounding (a
+// value that is not finite, or one that sits on a rounding boundary).
 bool CorrectlyRounded(QuarnFloat* out, const BallFunction& eval, slong extra_bits = 0);
 
 // Bits needed to carry |v| in an exponent-like sum to absolute accuracy:
@@ -71,9 +104,10 @@ slong MagnitudeBits(double v);
 
 // Regularized incomplete gamma P(a, z) (upper false) or Q(a, z) (upper true)
 // for a > 0, z >= 0. Each tail is computed directly where it is small, so
-// both have relative accuracy: Arb's upper function, or a series of positive
-// terms for the lower function below the mean (Arb's lower function loses all
-// accuracy for large a).
+// both have relative accuracy: Arb's upper function, or below the mean a
+// series of positive terms for the lower function (Arb's lower function
+// loses all accuracy for large a; at high precision and moderate a it is
+// used, when its ball is narrow).
 void GammaTail(arb_ptr res, arb_srcptr a, arb_srcptr z, bool upper, slong prec);
 
 // Regularized incomplete beta I_x(a, b) (upper false) or
@@ -108,6 +142,8 @@ struct TailProblem {
   std::function<void(arb_ptr, arb_srcptr w, slong prec)> tail;
   // The log of the density of w at w.
   std::function<void(arb_ptr, arb_srcptr w, slong prec)> log_density;
+  // Its derivative in w (for Halley's steps and the second-order enclosure).
+  std::function<void(arb_ptr, arb_srcptr w, slong prec)> log_density_slope;
   // The deviate the caller returns, as a function of w.
   std::function<void(arb_ptr, arb_srcptr w, slong prec)> result;
   int direction = 1;
@@ -117,10 +153,11 @@ struct TailProblem {
 };
 
 // Solves tail(w) = target and returns result(w) correctly rounded to the
-// working precision. Newton on log tail at low precision from the start,
-// then Newton steps at doubling precision, then one interval Newton step
-// whose enclosure of the root must round to a single float (raising the
-// precision until it does). Returns false when that does not happen.
+// working precision. Halley steps on log tail at low precision from the
+// start, then Halley steps at tripling precision up to a third of the
+// precision, then one second-order interval step whose enclosure of the
+// root must round to a single float (repeated, raising the precision, until
+// it does). Returns false when that does not happen.
 bool SolveTail(QuarnFloat* out, const TailProblem& problem);
 
 // Standard normal quantile at the lower tail probability q (0 < q < 1, exact
@@ -132,8 +169,8 @@ double NormalQuantileStart(arb_srcptr q);
 double LogDouble(arb_srcptr q);
 
 // Starting values in w for the two families, from double-precision
-// approximations (small-tail power laws, Wilson-Hilferty, normal on the logit
-// scale).
+// approximations (small-tail power laws, Wilson-Hilferty, a skew-corrected
+// normal on the logit scale).
 double GammaStart(double a, arb_srcptr q, bool upper);
 double BetaLogitStart(double a, double b, arb_srcptr q);
 

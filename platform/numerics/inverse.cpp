@@ -1,16 +1,23 @@
 // Deviates: the root of tail(w) = q for a tail that is log-concave in w,
 // correctly rounded through the caller's map from w to the deviate.
 //
-// Three phases:
-//  1. Newton on log tail(w) - log q with 64-bit balls, kept inside a bracket.
-//     A log-concave tail makes this concave and monotone in w, so Newton
-//     converges from any start; the bracket only guards against rounding.
-//  2. Newton on tail(w) - q, doubling the precision with each step, until w
-//     carries the working precision plus guard bits.
-//  3. One interval Newton step N = w - h(w) / h'(X) over a small ball X
-//     around w. When N lies inside X it encloses the root (mean value
-//     theorem), and the deviate is accepted only when the image of N rounds
-//     to one float; otherwise the precision rises and the step is repeated.
+// Three phases, with h(w) = tail(w) - q, h' = direction * density and
+// h'' = h' l' for the slope l' of the log density:
+//  1. Halley (or Newton) on log tail(w) - log q with 64-bit balls, kept
+//     inside a bracket. A log-concave tail makes this concave and monotone in
+//     w, so Newton converges from any start; the bracket guards Halley's
+//     steps and against rounding.
+//  2. Halley on h, w - d / (1 - d l' / 2) for d = h / h', tripling the
+//     precision with each step, until w carries a third of the working
+//     precision plus guard bits (and a margin).
+//  3. One interval step at the full precision over a small ball X around w.
+//     Newton's N1 = w - h(w) / h'(X) lying inside X proves a single root
+//     there, in N1 (mean value theorem). Taylor's theorem then puts it in
+//     N2 = w - (h(w) + h''(X) E^2 / 2) / h'(w) for E = N1 - w, which is about
+//     |d|^3 wide: the step triples the bits of w once more. The deviate is
+//     accepted only when the image of N1 and N2's intersection rounds to one
+//     float; otherwise the step is repeated from it, at a higher precision
+//     when it was already as narrow as the precision allows.
 #include <arb_hypgeom.h>
 
 #include <algorithm>
@@ -42,27 +49,47 @@ bool TailAccurate(arb_ptr t, const TailProblem& pb, arb_srcptr w, slong prec, sl
   }
 }
 
-// Phase 1. Returns the final Newton correction (|step| in w) in *last_step.
-double LowPrecisionNewton(const TailProblem& pb, double* last_step) {
+// Phase 1. Returns w and, in *good_bits, the bits of absolute accuracy it
+// carries: the error of the last step, with the noise of the 64-bit tail and
+// of doubles added, at most what a double holds.
+//
+// With g = log tail - log q, g' = s = direction * density / tail and
+// g'' = s (l' - s), where l' is the slope of the log density, Halley's step
+// is n / (1 - n (l' - s) / 2) for the Newton step n = g / s. It is taken
+// when it stays within a factor 2 of Newton's, else Newton's.
+double LowPrecisionNewton(const TailProblem& pb, slong* good_bits) {
   const double log_q = LogDouble(pb.target);
   double w = pb.start, lo = -kInf, hi = kInf;
-  *last_step = kInf;
+  double err = kInf;
   Ball wb, t, ld;
   for (int it = 0; it < 400; ++it) {
     arb_set_d(wb, w);
-    if (!TailAccurate(t, pb, wb, 64, 40)) break;
-    double g = LogDouble(t) - log_q;
+    if (!TailAccurate(t, pb, wb, 64, 40)) {
+      err = kInf;
+      break;
+    }
+    const double log_t = LogDouble(t);
+    double g = log_t - log_q;
     pb.log_density(ld, wb, 64);
-    double slope = pb.direction * std::exp(Mid(ld) - LogDouble(t));
+    double slope = pb.direction * std::exp(Mid(ld) - log_t);
+    // The error in w that the tail's radius and the doubles leave.
+    const double noise = (std::ldexp(1.0, -static_cast<int>(std::min<slong>(arb_rel_accuracy_bits(t), 1000))) +
+                          0x1p-52 * (std::fabs(log_t) + std::fabs(log_q))) / std::fabs(slope) +
+                         0x1p-52 * std::fabs(w);
     if (g == 0.0) {
-      *last_step = 0.0;
-      return w;
+      err = noise;
+      break;
     }
     // The root lies above w when the tail is too small and increasing, or
     // too large and decreasing.
     (g * pb.direction < 0 ? lo : hi) = w;
-    double next = w - g / slope;
-    if (!(next > lo && next < hi) || !std::isfinite(next)) {
+    const double n = g / slope;
+    pb.log_density_slope(ld, wb, 64);
+    const double halley = 1.0 - 0.5 * n * (Mid(ld) - slope);
+    const bool cubic = halley > 0.5 && halley < 2.0;
+    double next = w - (cubic ? n / halley : n);
+    const bool inside = next > lo && next < hi && std::isfinite(next);
+    if (!inside) {
       if (std::isfinite(lo) && std::isfinite(hi)) {
         next = 0.5 * (lo + hi);
       } else if (std::isfinite(lo)) {
@@ -71,12 +98,19 @@ double LowPrecisionNewton(const TailProblem& pb, double* last_step) {
         next = hi - 2.0 * (1.0 + std::fabs(hi));
       }
     }
-    *last_step = std::fabs(next - w);
+    const double step = std::fabs(next - w);
     w = next;
-    // The tail carries about 40 bits here: stop well above that noise.
-    if (*last_step <= 0x1p-32 * std::max(1.0, std::fabs(w))) break;
-    if (std::isfinite(lo) && std::isfinite(hi) && hi - lo <= 0x1p-32 * std::max(1.0, std::fabs(w))) break;
+    // After a step of size s the error is about 64 s^3 (Halley) or 16 s^2
+    // (Newton), with margins. Phase 2 takes over once that is below 2^-40:
+    // its steps at rising precision are cheaper than further ones here.
+    err = !inside ? kInf : (cubic ? 64.0 * step * step * step : 16.0 * step * step) + noise;
+    if (err <= 0x1p-40) break;
+    if (std::isfinite(lo) && std::isfinite(hi) && hi - lo <= 0x1p-40 * std::max(1.0, std::fabs(w))) {
+      err = hi - lo;
+      break;
+    }
   }
+  *good_bits = err > 0.0 ? std::clamp(static_cast<slong>(-std::log2(err)), slong{0}, slong{52}) : 52;
   return w;
 }
 
@@ -95,45 +129,85 @@ void Slope(arb_ptr d, const TailProblem& pb, arb_srcptr w, slong prec) {
   if (pb.direction < 0) arb_neg(d, d);
 }
 
-// Bits of absolute accuracy that a correction of size step leaves after the
-// next Newton step (quadratic convergence, with a margin).
-slong BitsAfter(double step, slong cap) {
-  if (step == 0.0) return cap;
-  double b = 2.0 * -std::log2(step) - 4.0;
-  return std::clamp(static_cast<slong>(b), slong{8}, cap);
+// -log2 |delta| for a correction delta (cap when it is 0): the bits of
+// absolute accuracy that the point it corrects had.
+slong CorrectionBits(arb_srcptr delta, slong cap) {
+  if (arf_is_zero(arb_midref(delta))) return cap;
+  return std::clamp<slong>(-arf_abs_bound_lt_2exp_si(arb_midref(delta)), 0, cap);
+}
+
+// x = 1 / (1 + e^-w) and y = 1 - x = 1 / (1 + e^w), each computed directly
+// (so that neither loses accuracy near 0).
+void LogitInverse(arb_ptr x, arb_ptr y, arb_srcptr w, slong prec) {
+  Ball e;
+  arb_neg(e, w);
+  arb_exp(e, e, prec);
+  arb_add_ui(x, e, 1, prec);
+  arb_inv(x, x, prec);
+  arb_exp(e, w, prec);
+  arb_add_ui(y, e, 1, prec);
+  arb_inv(y, y, prec);
+}
+
+// X = w +- radius.
+void Around(arb_ptr x, arb_srcptr w, const mag_t radius) {
+  arb_set(x, w);
+  mag_set(arb_radref(x), radius);
 }
 
 }  // namespace
 
 bool SolveTail(QuarnFloat* out, const TailProblem& pb) {
   const slong bits = TargetBits();
-  double step = 0.0;
-  double w0 = LowPrecisionNewton(pb, &step);
+  slong good = 0;
+  const double w0 = LowPrecisionNewton(pb, &good);
   // Integer bits of w: w must be carried to absolute accuracy.
   const slong wbits = MagnitudeBits(w0);
   const slong want = bits + kGuardBits;
-  slong good = BitsAfter(step, 32);
-  Ball w, h, d, delta;
+  // From a w good to g bits the enclosure of phase 3 is good to about
+  // 3g - 6 bits (it is some 64 delta^3 wide for a correction delta), so
+  // phase 2 stops at a third of the bits wanted, with a margin for larger
+  // constants (large shape parameters).
+  const slong enough = want / 3 + 8;
+  Ball w, h, d, l1, delta;
   arb_set_d(w, w0);
 
-  // Phase 2: Newton at doubling precision (a stalled iteration is left to
+  // Phase 2: Halley at tripling precision (a stalled iteration is left to
   // phase 3 to reject).
-  for (int step_count = 0; good < want && step_count < 64; ++step_count) {
-    slong p = std::min(2 * good + 32, want + 16) + wbits;
+  for (int step_count = 0; good < enough && step_count < 64; ++step_count) {
+    // Aim this step at the bits from which the steps left, each tripling
+    // them, just reach enough: no step carries more precision than needed.
+    slong target = enough;
+    for (slong t = enough; t > 3 * good + 16;) {
+      t = t / 3 + 8;
+      target = t;
+    }
+    slong p = std::min(3 * good + 32, target + 24) + wbits;
     if (!Residual(h, pb, w, p, wbits)) break;
-    Slope(d, pb, w, good + 48);
+    // d = h / h' and the factor 1 - d l' / 2 need 2 good bits and more (the
+    // step is good to 3 good bits), l' only good bits and more.
+    const slong dp = std::min(2 * good + 48, p);
+    Slope(d, pb, w, dp);
     arb_div(delta, h, d, p);
+    pb.log_density_slope(l1, w, good + 48);
+    arb_mul(l1, l1, delta, dp);
+    arb_mul_2exp_si(l1, l1, -1);
+    arb_sub_ui(l1, l1, 1, dp);
+    arb_neg(l1, l1);
+    arb_div(delta, delta, l1, p);
+    if (!arb_is_finite(delta)) break;
     arb_sub(w, w, delta, p);
     mag_zero(arb_radref(w.get()));
-    double s = std::fabs(Mid(delta));
-    if (!std::isfinite(s)) break;
-    good = std::max(good + 1, std::min(BitsAfter(s, p - wbits - 16), 2 * good + 16));
+    // A Halley step of size 2^-c leaves about 3c - 6 bits (with a margin).
+    const slong after = 3 * CorrectionBits(delta, p) - 6;
+    good = std::max(good + 1, std::min({after, p - wbits - 16, 3 * good + 16}));
   }
 
-  // Phase 3: interval Newton; the enclosure must round to a single float.
+  // Phase 3: the second-order interval step; the enclosure must round to a
+  // single float.
   slong p = want + wbits + 16;
-  Ball x, n, image;
-  bool ok = false;
+  Ball x, n1, n2, e, image;
+  bool ok = false, restepped = false;
   *out = floats::Compute([&](mpfr_ptr z) {
     for (int round = 0; round < 12 && !ok; ++round) {
       mag_zero(arb_radref(w.get()));
@@ -141,30 +215,67 @@ bool SolveTail(QuarnFloat* out, const TailProblem& pb) {
       Slope(d, pb, w, 64);
       arb_div(delta, h, d, 64);
       // X = w +- (2 |delta| + 2^-(p - wbits)).
-      arb_set(x, w);
       mag_t r;
       mag_init(r);
       arb_get_mag(r, delta);
       mag_mul_2exp_si(r, r, 1);
       mag_add_ui_2exp_si(r, r, 1, -(p - wbits));
-      mag_set(arb_radref(x.get()), r);
+      Around(x, w, r);
       mag_clear(r);
-      double s = std::fabs(Mid(delta));
-      slong dp = std::max<slong>(64, p - BitsAfter(s, p) / 2 + 32);
-      Slope(d, pb, x, dp);
-      arb_div(n, h, d, p);
-      arb_sub(n, w, n, p);
-      if (arb_is_finite(n) && arb_contains(x, n)) {
-        pb.result(image, n, p);
+      // With |delta| = 2^-g, N1 is about 2g bits wide. Where that can
+      // decide the rounding (at low precision, where phase 1 gave w enough
+      // bits) N1 is tried first, and h'(X) needs p - g bits for it. Else N1
+      // only bounds E, and h'(X) needs about g bits beyond those of the
+      // second-order term (3g wanted of p); h'(w) needs p - g, the bits that
+      // remain after dividing h(w) by it.
+      const slong g = std::max<slong>(0, CorrectionBits(delta, p) - 2);
+      const bool newton_may_do = 2 * g >= bits + 16;
+      const slong low = std::max<slong>(64, newton_may_do ? p - g + 32 : std::max(g + 32, p - 2 * g + 32));
+      Slope(d, pb, x, low);
+      arb_div(n1, h, d, p);
+      arb_sub(n1, w, n1, p);
+      if (arb_is_finite(n1) && arb_contains(x, n1)) {
+        if (newton_may_do) {
+          pb.result(image, n1, p);
+          if (RoundUnique(z, image)) {
+            ok = true;
+            return;
+          }
+        }
+        // N2 = w - (h(w) + h'(X) l'(X) E^2 / 2) / h'(w).
+        arb_sub(e, n1, w, p);
+        arb_sqr(e, e, low);
+        pb.log_density_slope(l1, x, low);
+        arb_mul(l1, l1, d, low);
+        arb_mul(e, e, l1, low);
+        arb_mul_2exp_si(e, e, -1);
+        arb_add(e, e, h, p);
+        Slope(d, pb, w, std::max<slong>(64, p - g + 32));
+        arb_div(e, e, d, p);
+        arb_sub(n2, w, e, p);
+        // Both enclose the root, so they meet.
+        if (!arb_intersection(n2, n1, n2, p)) break;
+        pb.result(image, n2, p);
         if (RoundUnique(z, image)) {
           ok = true;
           return;
         }
-        p += p / 2;  // the enclosure straddles a rounding boundary
+        // An enclosure as narrow as p allows straddles a rounding boundary:
+        // raise the precision. A wider one from a w that phase 2 left short
+        // is given one more step from the better point at the same
+        // precision.
+        if (restepped || mag_cmp_2exp_si(arb_radref(n2.get()), -(p - wbits - 32)) <= 0) {
+          p += p / 2;
+        } else {
+          restepped = true;
+        }
+        arf_set(arb_midref(w.get()), arb_midref(n2.get()));
+        continue;
       }
       // Not yet converged: continue from the point Newton gives.
-      arf_set(arb_midref(w.get()), arb_midref(n.get()));
-      if (!arb_is_finite(n)) {
+      if (arb_is_finite(n1)) {
+        arf_set(arb_midref(w.get()), arb_midref(n1.get()));
+      } else {
         arb_sub(w, w, delta, p);
       }
     }
@@ -218,12 +329,39 @@ double GammaStart(double a, arb_srcptr q, bool upper) {
 double BetaLogitStart(double a, double b, arb_srcptr q) {
   const double lq = LogDouble(q);
   const double lb = std::lgamma(a) + std::lgamma(b) - std::lgamma(a + b);
-  // Near 0, I_x(a, b) ~ x^a / (a B(a, b)).
-  double lx = (lq + std::log(a) + lb) / a;
-  if (lx < -1e-3) return lx - std::log(-std::expm1(lx));
+  // Near 0, I_x(a, b) ~ x^a / (a B(a, b)). The next term of its series
+  // changes that by a factor 1 + x a (1 - b) / (a + 1), which moves the logit
+  // by about x |1 - b| / (a + 1) (more as x nears 1): the power law's error.
+  double w_power = kInf, err_power = kInf;
+  const double lx = (lq + std::log(a) + lb) / a;
+  if (lx < 0.0) {
+    const double x = std::exp(lx);
+    err_power = x * std::fabs(1.0 - b) / ((a + 1.0) * -std::expm1(lx));
+    w_power = lx - std::log(-std::expm1(lx));
+  }
   // Near 1, 1 - I_x(a, b) ~ y^b / (b B(a, b)) with y = 1 - x.
-  double ly = (std::log1p(-std::exp(lq)) + std::log(b) + lb) / b;
-  if (ly < -1e-3) return std::log(-std::expm1(ly)) - ly;
+  const double ly = (std::log1p(-std::exp(lq)) + std::log(b) + lb) / b;
+  if (ly < 0.0) {
+    const double y = std::exp(ly);
+    const double err = y * std::fabs(1.0 - a) / ((b + 1.0) * -std::expm1(ly));
+    if (err < err_power) {
+      err_power = err;
+      w_power = std::log(-std::expm1(ly)) - ly;
+    }
+  }
+  if (err_power <= 0.03) return w_power;
+  // In between, for a, b > 1: a normal deviate y corrected for skewness
+  // (Abramowitz and Stegun 26.5.22), x = a / (a + b e^(2 w)).
+  if (a > 1.0 && b > 1.0) {
+    const double y = -NormalQuantileStart(q);
+    const double r = (y * y - 3.0) / 6.0, s = 1.0 / (2.0 * a - 1.0), t = 1.0 / (2.0 * b - 1.0);
+    const double h = 2.0 / (s + t);
+    if (h + r > 0.0) {
+      const double w = y * std::sqrt(h + r) / h - (t - s) * (r + 5.0 / 6.0 - 2.0 / (3.0 * h));
+      return std::log(a / b) - 2.0 * w;
+    }
+  }
+  if (err_power <= 1.0) return w_power;
   // Otherwise the logit of a beta variable is nearly normal.
   return std::log(a / b) + NormalQuantileStart(q) * std::sqrt(1.0 / a + 1.0 / b);
 }
@@ -234,20 +372,13 @@ bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
                     const std::function<void(arb_ptr, arb_srcptr w, slong prec)>& result) {
   const double ad = Mid(a), bd = Mid(b);
   TailProblem pb;
-  // x = 1 / (1 + e^-w) and y = 1 / (1 + e^w), each computed directly.
   pb.tail = [&](arb_ptr res, arb_srcptr w, slong prec) {
-    slong wp = prec + MagnitudeBits(ad + bd) + 8;
-    Ball x, y, e;
-    arb_neg(e, w);
-    arb_exp(e, e, wp);
-    arb_add_ui(x, e, 1, wp);
-    arb_inv(x, x, wp);
-    arb_exp(e, w, wp);
-    arb_add_ui(y, e, 1, wp);
-    arb_inv(y, y, wp);
+    Ball x, y;
+    LogitInverse(x, y, w, prec + MagnitudeBits(ad + bd) + 8);
     BetaTail(res, a, b, x, y, false, prec);
   };
   // log density of w: a log x + b log y - log B(a, b).
+  CachedConstant log_beta([&](arb_ptr res, slong prec) { LogBeta(res, a, b, prec); });
   pb.log_density = [&](arb_ptr res, arb_srcptr w, slong prec) {
     double wd = std::fabs(Mid(w));
     slong wp = prec + MagnitudeBits((ad + bd) * (wd + 1.0) + std::fabs(std::lgamma(ad)) + std::fabs(std::lgamma(bd)));
@@ -260,9 +391,17 @@ bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
     arb_log1p(e, e, wp);
     arb_mul(t, e, b, wp);
     arb_add(res, res, t, wp);
-    LogBeta(t, a, b, wp);
-    arb_add(res, res, t, wp);
+    arb_add(res, res, log_beta.At(wp), wp);
     arb_neg(res, res);
+  };
+  // d/dw (a log x + b log y) = a y - b x.
+  pb.log_density_slope = [&](arb_ptr res, arb_srcptr w, slong prec) {
+    slong wp = prec + MagnitudeBits(ad + bd);
+    Ball x, y;
+    LogitInverse(x, y, w, wp);
+    arb_mul(y, y, a, wp);
+    arb_submul(y, x, b, wp);
+    arb_set_round(res, y, prec);
   };
   pb.result = result;
   pb.direction = 1;

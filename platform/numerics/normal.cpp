@@ -23,10 +23,13 @@ QuarnFloat QuarnMP_g01eac(Nag_TailProbability tail, QuarnFloat x, NagError* fail
   }
   if (x == 0 && tail == Nag_TwoTailConfid) return Exact(fail, 0.0);
   Ball xb(x);
+  // erfc(t) has relative condition number about 2 t^2: t = x / sqrt 2 gets
+  // the bits that costs, so that erfc at prec loses only its own few.
+  const slong arg_bits = MagnitudeBits(x.ToDouble() * x.ToDouble());
   return Evaluate(fail, "QuarnMP_g01eac", [&](arb_ptr r, slong prec) {
     Ball s;
-    arb_sqrt_ui(s, 2, prec);
-    arb_div(s, xb, s, prec);  // x / sqrt 2
+    arb_sqrt_ui(s, 2, prec + arg_bits);
+    arb_div(s, xb, s, prec + arg_bits);  // x / sqrt 2
     switch (tail) {
       case Nag_LowerTail:
         arb_neg(s, s);

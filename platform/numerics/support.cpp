@@ -62,7 +62,7 @@ bool CorrectlyRounded(QuarnFloat* out, const BallFunction& eval, slong extra_bit
   // Beyond this the value is out of the method's reach (a value exactly on
   // a rounding boundary is decided well before, see RoundUnique).
   const slong cap = 16 * bits + 4096 + 4 * extra_bits;
-  slong prec = bits + kGuardBits + extra_bits;
+  slong prec = bits + kFirstGuardBits + extra_bits;
   Ball r;
   bool unique = false;
   *out = floats::Compute([&](mpfr_ptr z) {

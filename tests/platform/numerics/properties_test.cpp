@@ -7,7 +7,11 @@
 #include <mpfr.h>
 
 #include <cmath>
+#include <cstdint>
+#include <cstdlib>
 #include <functional>
+#include <iterator>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -249,6 +253,54 @@ TEST(Deviates, BracketedByTheProbabilitiesOfTheirNeighbours) {
   }
 }
 
+uint64_t Seed() {
+  if (const char* s = std::getenv("QUARN_TEST_SEED")) return std::strtoull(s, nullptr, 10);
+  return 20260117;
+}
+
+int Iterations(int fallback) {
+  const char* s = std::getenv("QUARN_TEST_ITERATIONS");
+  return s != nullptr ? std::atoi(s) : fallback;
+}
+
+// Random parameters (2^-4 to 2^10, log-uniform), probabilities from 1e-30
+// to 1 - 2^-40 and Digits from 10 to 120: the solver's start, its phase
+// lengths and its last interval step meet inputs that no fixed case picks.
+// QUARN_TEST_SEED sets the seed, QUARN_TEST_ITERATIONS the number of cases.
+TEST(Deviates, RandomInputsAreBracketed) {
+  const uint64_t seed = Seed();
+  SCOPED_TRACE("QUARN_TEST_SEED=" + std::to_string(seed));
+  std::mt19937_64 gen(seed);
+  std::uniform_real_distribution<double> log_param(-4.0, 10.0), unit(0.0, 1.0);
+  const long digits[] = {10, 15, 20, 35, 60, 120};
+  const std::vector<DeviateCase> cases = DeviateCases();
+  const int n = Iterations(200);
+  for (int i = 0; i < n; ++i) {
+    const DeviateCase& c = cases[gen() % cases.size()];
+    ScopedDigits d(digits[gen() % std::size(digits)]);
+    std::vector<QuarnFloat> params;
+    for (size_t k = 0; k < c.params.size(); ++k) params.emplace_back(std::exp2(log_param(gen)));
+    // A lower tail down to 1e-30, or an upper one down to 2^-40.
+    const bool upper = gen() % 2 == 0;
+    const double tail = std::exp2(upper ? -40.0 * unit(gen) : -100.0 * unit(gen) - 1.0);
+    const QuarnFloat p(upper ? 1.0 - tail : tail);
+    std::string what = std::string(c.name) + " case " + std::to_string(i) + " p " + Show(p) + " Digits " +
+                       std::to_string(host::WorkingDigits());
+    for (const QuarnFloat& v : params) what += " param " + Show(v);
+    NagError f{};
+    QuarnFloat x = c.deviate(p, params, &f);
+    ASSERT_EQ(0, f.code) << what << ": " << f.message;
+    // A beta deviate may round to 1, whose neighbour above lies outside the
+    // support.
+    const bool beta = std::string(c.name).rfind("beta", 0) == 0;
+    auto probability = [&](const QuarnFloat& y) {
+      return beta && y > 1 ? QuarnFloat(1.0) : c.probability(y, params, &f);
+    };
+    ExpectBracketed(probability, x, p, what);
+    EXPECT_EQ(0, f.code) << what << ": " << f.message;
+  }
+}
+
 TEST(Deviates, ProbabilityThenDeviateReturnsTheInput) {
   ScopedDigits digits(30);
   for (const DeviateCase& c : DeviateCases()) {
@@ -414,6 +466,26 @@ TEST(Methods, GammaSeriesAgreesWithArbUpperTail) {
     arb_add(p, p, q, prec);
     arb_sub_ui(p, p, 1, prec);
     EXPECT_TRUE(arb_contains_zero(p)) << "a " << c[0] << " z " << c[1];
+  }
+}
+
+// At high precision the lower tail below the mean comes from Arb's lower
+// function where a is moderate: it must agree with the series, at nearly the
+// series' accuracy, and so must the dispatcher's value.
+TEST(Methods, GammaLowerTailAtHighPrecisionAgreesWithTheSeries) {
+  const slong prec = 2000;
+  const double cases[][2] = {{3.5, 2.65}, {0.01, 0.3}, {2.0, 1.0 / 3.0}, {60.0, 55.5}, {100.0, 20.0}};
+  for (const auto& c : cases) {
+    nm::Ball a, z, arb, series, tail;
+    arb_set_d(a, c[0]);
+    arb_set_d(z, c[1]);
+    arb_hypgeom_gamma_lower(arb, a, z, 1, prec + 16);
+    nm::GammaLowerSeries(series, a, z, prec);
+    nm::GammaTail(tail, a, z, false, prec);
+    EXPECT_GT(arb_rel_accuracy_bits(arb), prec - 8) << "a " << c[0] << " z " << c[1];
+    EXPECT_GT(arb_rel_accuracy_bits(tail), prec - 8) << "a " << c[0] << " z " << c[1];
+    EXPECT_TRUE(Overlap(arb, series)) << "a " << c[0] << " z " << c[1];
+    EXPECT_TRUE(Overlap(tail, series)) << "a " << c[0] << " z " << c[1];
   }
 }
 
