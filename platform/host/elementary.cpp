@@ -1,5 +1,6 @@
-// Elementary functions evaluated once with Arb and rounded when the ball
-// allows it, otherwise by MPFR. MPFR's correctly rounded exp, log and the
+// Elementary functions evaluated with Arb and rounded when the ball allows it
+// (after a second evaluation at more bits if the first does not), otherwise
+// by MPFR. MPFR's correctly rounded exp, log and the
 // trigonometric functions run 2-17 times slower than Arb's at 50-300 bits,
 // and the closed-form distributions are made of little else.
 #include "platform/host/elementary.h"
@@ -10,11 +11,18 @@ namespace quarn::host {
 
 namespace {
 
-// Bits above the target precision for the one Arb evaluation. Arb's balls
-// come back a few ulps of the evaluation precision wide, so a value fails to
-// round only when it lies within about 2^-20 of a rounding boundary (relative
-// to the target ulp): about one call in 10^5, which then pays for MPFR too.
-constexpr slong kGuardBits = 24;
+// Bits above the target precision of the first Arb evaluation. Arb's balls
+// come back a few ulps of the evaluation precision wide, so the first
+// evaluation fails to round about once in a few hundred calls (values within
+// about 2^-9 of a rounding boundary, relative to the target ulp). Few guard
+// bits matter because Arb's cost rises by steps with the limbs it works on:
+// exp at 174 bits (Digits 50) costs 205 ns with 10 guard bits and 245 ns
+// with 24.
+constexpr slong kFirstGuardBits = 12;
+// Bits above the target, beyond what the first evaluation lost, of the
+// second: only values within about 2^-60 of a boundary (in practice, exact
+// results and ties) are then left to MPFR.
+constexpr slong kRetryGuardBits = 64;
 
 // Arguments with exponents beyond these go straight to MPFR: larger ones
 // overflow or need long argument reductions, smaller ones are of no use to
@@ -24,23 +32,6 @@ constexpr mpfr_exp_t kMinArgExponent = -(1L << 20);
 
 using ArbUnary = void (*)(arb_ptr, arb_srcptr, slong);
 using MpfrUnary = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
-
-// The balls of one evaluation, cleared on every way out.
-struct Balls {
-  arb_t a, b, r;
-  Balls() {
-    arb_init(a);
-    arb_init(b);
-    arb_init(r);
-  }
-  ~Balls() {
-    arb_clear(a);
-    arb_clear(b);
-    arb_clear(r);
-  }
-  Balls(const Balls&) = delete;
-  Balls& operator=(const Balls&) = delete;
-};
 
 bool ArbFriendly(mpfr_srcptr x) {
   if (!mpfr_regular_p(x)) return false;
@@ -67,36 +58,50 @@ bool RoundBall(mpfr_ptr z, const arb_t r, int* ternary) {
   return true;
 }
 
-// The precision of a second evaluation when the first, at prec bits, gave a
-// ball of acc_bits relative accuracy that did not round to bits: the first
-// one's loss (cancellation near a zero or a pole of the function, as in tan
-// close to pi/2) made up, plus the guard. Zero when a second evaluation is
-// not worth making (the ball was accurate, so the value lies on or next to a
-// rounding boundary, which MPFR settles).
+// The precision of the second evaluation when the first, at prec bits, did
+// not round to bits: the bits the first one lost (a few, or many after a
+// cancellation near a zero or a pole of the function, as in tan close to
+// pi/2) plus the retry guard. Zero when the ball says nothing (not finite,
+// or around zero), which is left to MPFR.
 slong RetryPrecision(const arb_t r, slong prec, mpfr_prec_t bits) {
   if (!arb_is_finite(r)) return 0;
   slong acc = arb_rel_accuracy_bits(r);
-  if (acc >= static_cast<slong>(bits) + kGuardBits / 2) return 0;
-  // A ball around zero, or one that lost more than it kept many times over,
-  // is left to MPFR.
   if (acc < -4 * prec) return 0;
-  return prec + (prec - acc) + kGuardBits;
+  slong lost = prec > acc ? prec - acc : 0;
+  return static_cast<slong>(bits) + lost + kRetryGuardBits;
+}
+
+// Rounds eval(ball, prec), the function at the precision asked for, to z,
+// with at most two evaluations; false when neither rounds.
+template <class Eval>
+bool RoundedByArb(mpfr_ptr z, int* ternary, Eval&& eval) {
+  const mpfr_prec_t bits = mpfr_get_prec(z);
+  const slong prec = bits + kFirstGuardBits;
+  arb_t r;
+  arb_init(r);
+  eval(r, prec);
+  bool done = RoundBall(z, r, ternary);
+  if (!done) {
+    if (slong again = RetryPrecision(r, prec, bits)) {
+      eval(r, again);
+      done = RoundBall(z, r, ternary);
+    }
+  }
+  arb_clear(r);
+  return done;
 }
 
 template <ArbUnary F, MpfrUnary Fallback>
 int Unary(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) {
   if (rnd == MPFR_RNDN && ArbFriendly(x)) {
-    Balls s;
-    arf_set_mpfr(arb_midref(s.a), x);
-    const mpfr_prec_t bits = mpfr_get_prec(z);
-    const slong prec = bits + kGuardBits;
-    F(s.r, s.a, prec);
+    // x as a ball: the same limbs, exactly (z may be x, and is written last).
+    arb_t a;
+    arb_init(a);
+    arf_set_mpfr(arb_midref(a), x);
     int ternary;
-    if (RoundBall(z, s.r, &ternary)) return ternary;
-    if (slong again = RetryPrecision(s.r, prec, bits)) {
-      F(s.r, s.a, again);
-      if (RoundBall(z, s.r, &ternary)) return ternary;
-    }
+    bool done = RoundedByArb(z, &ternary, [&](arb_ptr r, slong prec) { F(r, a, prec); });
+    arb_clear(a);
+    if (done) return ternary;
   }
   return Fallback(z, x, rnd);
 }
@@ -121,12 +126,16 @@ int RoundedPow(mpfr_ptr z, mpfr_srcptr x, mpfr_srcptr y, mpfr_rnd_t rnd) {
   // exponents (exact products, often exactly representable) and every other
   // case keep MPFR's conventions and speed.
   if (rnd == MPFR_RNDN && mpfr_sgn(x) > 0 && ArbFriendly(x) && ArbFriendly(y) && !mpfr_integer_p(y)) {
-    Balls s;
-    arf_set_mpfr(arb_midref(s.a), x);
-    arf_set_mpfr(arb_midref(s.b), y);
-    arb_pow(s.r, s.a, s.b, mpfr_get_prec(z) + kGuardBits);
+    arb_t a, b;
+    arb_init(a);
+    arb_init(b);
+    arf_set_mpfr(arb_midref(a), x);
+    arf_set_mpfr(arb_midref(b), y);
     int ternary;
-    if (RoundBall(z, s.r, &ternary)) return ternary;
+    bool done = RoundedByArb(z, &ternary, [&](arb_ptr r, slong prec) { arb_pow(r, a, b, prec); });
+    arb_clear(a);
+    arb_clear(b);
+    if (done) return ternary;
   }
   return mpfr_pow(z, x, y, rnd);
 }

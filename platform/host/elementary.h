@@ -2,9 +2,10 @@
 //
 // Same calling convention and the same results as MPFR's functions of the
 // same meaning (z may alias x; the return value is MPFR's ternary value), but
-// evaluated with Arb's ball arithmetic where that is faster: one evaluation a
+// evaluated with Arb's ball arithmetic where that is faster: an evaluation a
 // few guard bits above the target precision, whose ball is checked to round
-// to a single number. A ball that straddles a rounding boundary (values that
+// to a single number, and if it does not, one more with the bits the first
+// lost and a wide guard. A ball that straddles a rounding boundary (values that
 // are exact or lie very close to a boundary), special values (0, infinities,
 // NaN), arguments or results near the ends of the exponent range, and
 // rounding modes other than to-nearest are handed to MPFR itself. Either way
