@@ -10,10 +10,10 @@
 #include <mpfr.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -53,7 +53,7 @@ double ErrorShape3Cdf(double x, const std::vector<double>& p) {
 
 struct Case {
   const char* name;
-  const char* arities;  // host argument counts of P/D/RV/RS, "-" where the entry does not exist
+  std::array<int, 4> arity;  // host argument counts of P/D/RV/RS, -1 where the entry does not exist
   std::vector<double> params;
   double lo, hi;  // where the probability rises
   double (*cdf)(double, const std::vector<double>&) = nullptr;  // when there is no probability entry
@@ -61,41 +61,36 @@ struct Case {
 
 const std::vector<Case>& Cases() {
   static const std::vector<Case> cases = {
-      {"Beta", "3/3/2/3", {2, 3}, 0.05, 0.95},
-      {"Cauchy", "3/3/2/3", {1, 2}, -10, 12},
-      {"ChiSquare", "2/2/1/2", {3}, 0.1, 12},
-      {"Error", "-/6/3/4", {0.5, 1.5, 3}, -30, 30, ErrorShape3Cdf},
-      {"Exponential", "2/2/1/2", {2}, 0.01, 10},
-      {"FRatio", "3/3/2/3", {5, 20}, 0.1, 5},
-      {"Gamma", "3/3/2/3", {2, 3}, 0.2, 20},
-      {"Gumbel", "3/3/2/3", {1, 2}, -3, 10},
-      {"InverseGaussian", "-/-/2/3", {1.5, 2}, 0.1, 8, InverseGaussianCdf},
-      {"Laplace", "3/3/2/3", {1, 2}, -8, 10},
-      {"Logistic", "3/3/2/3", {1, 2}, -10, 12},
-      {"LogNormal", "3/3/2/3", {0.5, 0.5}, 0.3, 6},
-      {"Maxwell", "-/-/1/2", {2}, 0.1, 8, MaxwellCdf},
-      {"Moyal", "-/-/2/3", {0.5, 2}, -3, 20, MoyalCdf},
-      {"Normal", "3/3/2/3", {1, 2}, -6, 8},
-      {"Pareto", "3/3/2/3", {1, 5}, 1, 4},
-      {"Power", "3/3/2/3", {2, 3}, 0.1, 2},
-      {"Rayleigh", "2/2/1/2", {2}, 0.1, 8},
-      {"StudentT", "2/2/1/2", {5}, -5, 5},
-      {"Triangular", "4/4/3/4", {0, 3, 1}, 0.1, 2.9},
-      {"Uniform", "3/3/2/3", {2, 4}, 2.1, 3.9},
-      {"Weibull", "3/3/2/3", {2, 1.5}, 0.1, 8},
+      {"Beta", {3, 3, 2, 3}, {2, 3}, 0.05, 0.95},
+      {"Cauchy", {3, 3, 2, 3}, {1, 2}, -10, 12},
+      {"ChiSquare", {2, 2, 1, 2}, {3}, 0.1, 12},
+      {"Error", {-1, 6, 3, 4}, {0.5, 1.5, 3}, -30, 30, ErrorShape3Cdf},
+      {"Exponential", {2, 2, 1, 2}, {2}, 0.01, 10},
+      {"FRatio", {3, 3, 2, 3}, {5, 20}, 0.1, 5},
+      {"Gamma", {3, 3, 2, 3}, {2, 3}, 0.2, 20},
+      {"Gumbel", {3, 3, 2, 3}, {1, 2}, -3, 10},
+      {"InverseGaussian", {-1, -1, 2, 3}, {1.5, 2}, 0.1, 8, InverseGaussianCdf},
+      {"Laplace", {3, 3, 2, 3}, {1, 2}, -8, 10},
+      {"Logistic", {3, 3, 2, 3}, {1, 2}, -10, 12},
+      {"LogNormal", {3, 3, 2, 3}, {0.5, 0.5}, 0.3, 6},
+      {"Maxwell", {-1, -1, 1, 2}, {2}, 0.1, 8, MaxwellCdf},
+      {"Moyal", {-1, -1, 2, 3}, {0.5, 2}, -3, 20, MoyalCdf},
+      {"Normal", {3, 3, 2, 3}, {1, 2}, -6, 8},
+      {"Pareto", {3, 3, 2, 3}, {1, 5}, 1, 4},
+      {"Power", {3, 3, 2, 3}, {2, 3}, 0.1, 2},
+      {"Rayleigh", {2, 2, 1, 2}, {2}, 0.1, 8},
+      {"StudentT", {2, 2, 1, 2}, {5}, -5, 5},
+      {"Triangular", {4, 4, 3, 4}, {0, 3, 1}, 0.1, 2.9},
+      {"Uniform", {3, 3, 2, 3}, {2, 4}, 2.1, 3.9},
+      {"Weibull", {3, 3, 2, 3}, {2, 1.5}, 0.1, 8},
   };
   return cases;
 }
 
 const char* const kOps[] = {"Probability", "Deviate", "RandomVariate", "RandomSample"};
 
-std::vector<int> Arities(const Case& c) {
-  std::vector<int> out;
-  std::istringstream in(c.arities);
-  std::string n;
-  while (std::getline(in, n, '/')) out.push_back(n == "-" ? -1 : std::stoi(n));
-  return out;
-}
+// The host name of an entry: "Quarn" + family + operation.
+std::string EntryName(const Case& c, const char* op) { return std::string("Quarn") + c.name + op; }
 
 // The argument-count message of an entry: the pattern and its exceptions.
 std::string CountText(const std::string& entry, int n) {
@@ -117,13 +112,17 @@ std::vector<HostObject> Floats(const std::vector<double>& values) {
   return out;
 }
 
+// The parameters of a case as floats, after `first` when one is given.
+std::vector<HostObject> Args(const Case& c, HostObject first = nullptr) {
+  std::vector<HostObject> args = Floats(c.params);
+  if (first != nullptr) args.insert(args.begin(), first);
+  return args;
+}
+
 // The valid arguments of an operation: x or u, or n, before the parameters.
 std::vector<HostObject> ValidArgs(const Case& c, int op) {
-  std::vector<HostObject> args = Floats(c.params);
-  if (op == 0) args.insert(args.begin(), host::MakeFloat((c.lo + c.hi) / 2));
-  if (op == 1) args.insert(args.begin(), host::MakeFloat(0.5));
-  if (op == 3) args.insert(args.begin(), host::MakeInteger(3));
-  return args;
+  const HostObject first[] = {host::MakeFloat((c.lo + c.hi) / 2), host::MakeFloat(0.5), nullptr, host::MakeInteger(3)};
+  return Args(c, first[op]);
 }
 
 double ToDouble(HostObject h) { return QuarnFloat(h).ToDouble(); }
@@ -141,9 +140,7 @@ HostObject Evaluate(HostEntry entry, const std::vector<HostObject>& args) {
 
 double Probability(const Case& c, double x) {
   if (c.cdf) return c.cdf(x, c.params);
-  std::vector<HostObject> args = Floats(c.params);
-  args.insert(args.begin(), host::MakeFloat(x));
-  return ToDouble(Evaluate(EntryNamed(std::string("Quarn") + c.name + "Probability"), args));
+  return ToDouble(Evaluate(EntryNamed(EntryName(c, "Probability")), Args(c, host::MakeFloat(x))));
 }
 
 std::vector<QuarnFloat> Elements(HostObject rtable) {
@@ -173,34 +170,20 @@ std::map<std::string, Moments> MomentTable() {
 
 }  // namespace
 
-// The cases cover every family of the library, and the entries that exist
-// are exactly those of each case's arity list.
-TEST(DistributionTable, EntriesAreThoseOfTheTable) {
+// The cases cover every family of the library; the entries that exist are
+// exactly those of each case's arity list, and one argument too few or too
+// many raises the entry's own message with the whole argument sequence.
+TEST(DistributionTable, EntriesAndArgumentCountMessages) {
   ASSERT_EQ(Families().size(), Cases().size());
-  for (const Case& c : Cases()) {
-    SCOPED_TRACE(c.name);
-    EXPECT_NO_THROW(quarn::test::FamilyNamed(c.name));
-    std::vector<int> arity = Arities(c);
-    ASSERT_EQ(arity.size(), 4u);
-    for (int op = 0; op < 4; ++op) {
-      std::string entry = std::string("Quarn") + c.name + kOps[op];
-      if (arity[op] < 0) {
-        EXPECT_THROW(EntryNamed(entry), std::out_of_range) << entry;
-      } else {
-        EXPECT_NO_THROW(EntryNamed(entry)) << entry;
-      }
-    }
-  }
-}
-
-// One argument too few and one too many raise the entry's own message with
-// the whole argument sequence.
-TEST(DistributionTable, ArgumentCountMessages) {
   std::vector<std::pair<std::string, int>> entries = {{"QuarnNormalDeviateApprox", 1}, {"QuarnNormalWApprox", 3}};
   for (const Case& c : Cases()) {
-    std::vector<int> arity = Arities(c);
+    EXPECT_NO_THROW(quarn::test::FamilyNamed(c.name)) << c.name;
     for (int op = 0; op < 4; ++op) {
-      if (arity[op] >= 0) entries.push_back({std::string("Quarn") + c.name + kOps[op], arity[op]});
+      if (c.arity[op] >= 0) {
+        entries.push_back({EntryName(c, kOps[op]), c.arity[op]});  // EntryNamed below throws when it is missing
+      } else {
+        EXPECT_THROW(EntryNamed(EntryName(c, kOps[op])), std::out_of_range) << EntryName(c, kOps[op]);
+      }
     }
   }
   for (const auto& [entry, n] : entries) {
@@ -223,10 +206,9 @@ TEST(DistributionTable, ArgumentCountMessages) {
 TEST(DistributionTable, UnconvertibleArgumentsAreNamed) {
   ScopedRandomState state;
   for (const Case& c : Cases()) {
-    std::vector<int> arity = Arities(c);
     for (int op = 0; op < 4; ++op) {
-      std::string entry = std::string("Quarn") + c.name + kOps[op];
-      if (arity[op] < 0 || entry == "QuarnErrorDeviate") continue;
+      std::string entry = EntryName(c, kOps[op]);
+      if (c.arity[op] < 0 || entry == "QuarnErrorDeviate") continue;
       std::vector<HostObject> valid = ValidArgs(c, op);
       for (size_t i = (op == 3 ? 1 : 0); i < valid.size(); ++i) {
         SCOPED_TRACE(entry + " argument " + std::to_string(i + 1));
@@ -248,9 +230,9 @@ TEST(DistributionTable, ProbabilityIsMonotoneAndBounded) {
   for (const Case& c : Cases()) {
     if (c.cdf) continue;
     SCOPED_TRACE(c.name);
-    double width = c.hi - c.lo, previous = -1;
+    double previous = -1;
     for (int k = 0; k <= 40; ++k) {
-      double x = c.lo + width * k / 40.0;
+      double x = c.lo + (c.hi - c.lo) * k / 40.0;
       double p = Probability(c, x);
       EXPECT_GE(p, 0.0) << x;
       EXPECT_LE(p, 1.0) << x;
@@ -270,64 +252,44 @@ TEST(DistributionTable, DeviateInvertsProbability) {
     for (const Case& c : Cases()) {
       if (c.cdf) continue;
       SCOPED_TRACE(std::string(c.name) + " at Digits " + std::to_string(digits));
-      HostEntry probability = EntryNamed(std::string("Quarn") + c.name + "Probability");
-      HostEntry deviate = EntryNamed(std::string("Quarn") + c.name + "Deviate");
-      std::vector<HostObject> params = Floats(c.params);
-      auto with = [&](HostObject first) {
-        std::vector<HostObject> args = params;
-        args.insert(args.begin(), first);
-        return args;
-      };
+      HostEntry probability = EntryNamed(EntryName(c, "Probability")), deviate = EntryNamed(EntryName(c, "Deviate"));
       for (double u : {0.05, 0.25, 0.5, 0.75, 0.95}) {
-        HostObject x = Evaluate(deviate, with(host::MakeFloat(u)));
-        QuarnFloat back(Evaluate(probability, with(x)));
+        HostObject x = Evaluate(deviate, Args(c, host::MakeFloat(u)));
+        QuarnFloat back(Evaluate(probability, Args(c, x)));
         EXPECT_NEAR(back.ToDouble(), u, tol) << "u = " << u;
         // The same to all digits, not just those a double shows.
         EXPECT_LE(std::fabs((back - QuarnFloat(u)).ToDouble()), tol) << "u = " << u;
       }
       for (int k = 1; k < 8; ++k) {
         double x = c.lo + (c.hi - c.lo) * k / 8.0;
-        HostObject p = Evaluate(probability, with(host::MakeFloat(x)));
-        double pd = ToDouble(p);
-        if (pd < 0.02 || pd > 0.98) continue;
-        QuarnFloat back(Evaluate(deviate, with(p)));
+        HostObject p = Evaluate(probability, Args(c, host::MakeFloat(x)));
+        if (ToDouble(p) < 0.02 || ToDouble(p) > 0.98) continue;
+        QuarnFloat back(Evaluate(deviate, Args(c, p)));
         EXPECT_LE(std::fabs((back - QuarnFloat(x)).ToDouble()), tol * std::max(1.0, std::fabs(x))) << "x = " << x;
       }
     }
   }
 }
 
-// The explicit and the parameter-array overloads give the same variate from
-// the same state of the generator.
-TEST(DistributionTable, ArrayOverloadAgreesWithExplicit) {
-  ScopedRandomState state;
-  for (const Case& c : Cases()) {
-    SCOPED_TRACE(c.name);
-    const FamilyEntries& f = quarn::test::FamilyNamed(c.name);
-    std::vector<QuarnFloat> p;
-    for (double v : c.params) p.push_back(QuarnFloat(v));
-    for (uint64_t seed = Seed(); seed < Seed() + 5; ++seed) {
-      host::SeedRandom(seed);
-      QuarnFloat explicit_variate(Call(f.variate, Floats(c.params)));
-      host::SeedRandom(seed);
-      QuarnFloat array_variate = f.array_variate(host::Kernel(), p.data());
-      EXPECT_TRUE(SameFloat(explicit_variate, array_variate)) << "seed " << seed;
-    }
-  }
-}
-
-// A sample is a new vector 1..n of floats, the variates drawn one after the
-// other; n = 0 draws nothing.
-TEST(DistributionTable, SampleIsSuccessiveVariates) {
+// From the same state of the generator, the parameter-array overload gives
+// the explicit entry's variate, and a sample is a new vector 1..n of floats,
+// those variates drawn one after the other; n = 0 draws nothing.
+TEST(DistributionTable, ArrayOverloadAndSampleRepeatTheVariate) {
   ScopedRandomState state;
   QKernel kv = host::Kernel();
   for (const Case& c : Cases()) {
     SCOPED_TRACE(c.name);
     const FamilyEntries& f = quarn::test::FamilyNamed(c.name);
-    std::vector<HostObject> args = Floats(c.params);
-    args.insert(args.begin(), host::MakeInteger(5));
+    std::vector<QuarnFloat> p(c.params.begin(), c.params.end());
+    for (uint64_t seed = Seed(); seed < Seed() + 5; ++seed) {
+      host::SeedRandom(seed);
+      QuarnFloat explicit_variate(Call(f.variate, Args(c)));
+      host::SeedRandom(seed);
+      EXPECT_TRUE(SameFloat(explicit_variate, f.array_variate(kv, p.data()))) << "seed " << seed;
+    }
+
     host::SeedRandom(Seed());
-    HostObject sample = Call(f.sample, args);
+    HostObject sample = Call(f.sample, Args(c, host::MakeInteger(5)));
     ASSERT_TRUE(IsQuarnRTable(kv, sample));
     EXPECT_EQ(RTableLowerBound(kv, sample, 1), 1);
     EXPECT_EQ(RTableUpperBound(kv, sample, 1), 5);
@@ -335,12 +297,10 @@ TEST(DistributionTable, SampleIsSuccessiveVariates) {
     host::SeedRandom(Seed());
     for (const QuarnFloat& v : values) {
       EXPECT_EQ(host::KindOf(v.Handle()), host::Kind::Float);
-      EXPECT_TRUE(SameFloat(v, QuarnFloat(Call(f.variate, Floats(c.params)))));
+      EXPECT_TRUE(SameFloat(v, QuarnFloat(Call(f.variate, Args(c)))));
     }
-
-    args[0] = host::MakeInteger(0);
     std::string before = host::RandomState();
-    EXPECT_EQ(RTableNumElements(kv, Call(f.sample, args)), 0u);
+    EXPECT_EQ(RTableNumElements(kv, Call(f.sample, Args(c, host::MakeInteger(0)))), 0u);
     EXPECT_TRUE(before == host::RandomState());
   }
 }
@@ -355,12 +315,9 @@ TEST(DistributionTable, LargeSamplesFollowTheDistribution) {
   for (const Case& c : Cases()) {
     SCOPED_TRACE(std::string(c.name) + ", seed " + std::to_string(Seed()) + " (QUARN_TEST_SEED)");
     host::SeedRandom(Seed());
-    std::vector<HostObject> args = Floats(c.params);
-    args.insert(args.begin(), host::MakeInteger(n));
     std::vector<double> x;
-    for (const QuarnFloat& v : Elements(Call(EntryNamed(std::string("Quarn") + c.name + "RandomSample"), args))) {
-      x.push_back(v.ToDouble());
-    }
+    HostObject sample = Call(EntryNamed(EntryName(c, "RandomSample")), Args(c, host::MakeInteger(n)));
+    for (const QuarnFloat& v : Elements(sample)) x.push_back(v.ToDouble());
     ASSERT_EQ(x.size(), static_cast<size_t>(n));
     std::sort(x.begin(), x.end());
     double ks = 0;

@@ -15,7 +15,6 @@ using quarn::test::ScopedDigits;
 
 namespace {
 
-
 // Native host procedures for the tests; the data handle selects behaviour.
 HostObject Square(QKernel, HostObject, HostObject args) { return host::Mul(args, args); }
 HostObject SinOf(QKernel, HostObject, HostObject args) { return host::MakeFunction(host::Name("sin"), {args}); }
@@ -97,7 +96,9 @@ TEST(Conversions, DigitsAndToleranceAndIterationLimit) {
   host::AssignName(limit, nullptr);
 }
 
-TEST(CallRecord, EvaluatesAtFloatArgumentsAndEvalfsSymbolicResults) {
+// A call record evaluates its procedure at its float arguments, evalfs a
+// symbolic result, and lets the procedure's own errors through.
+TEST(CallRecord, EvaluatesAtFloatArgumentsAndPassesErrorsOn) {
   ScopedDigits digits(30);
   QuarnFloat args[3] = {QuarnFloat(), QuarnFloat(1.5), QuarnFloat(2.25)};
   ProcedureCallRecord sum{Proc(SumOfArgs), 0, 2, args};
@@ -105,12 +106,8 @@ TEST(CallRecord, EvaluatesAtFloatArgumentsAndEvalfsSymbolicResults) {
   ProcedureCallRecord sine{Proc(SinOf), 0, 1, args};
   // sin(1.5) to 30 digits (mpmath).
   EXPECT_EQ(host::Print(EvaluateCallRecord(&sine).Handle()), "0.997494986604054430941723371141");
-}
-
-TEST(CallRecord, ErrorsOfTheProcedureReachTheCallerAsTheirOwn) {
-  QuarnFloat args[2] = {QuarnFloat(), QuarnFloat(0.5)};
   ProcedureCallRecord failing{Proc(Fails), 0, 1, args};
-  EXPECT_EQ(ErrorOf([&] { EvaluateCallRecord(&failing); }), "my procedure failed at 0.5");
+  EXPECT_EQ(ErrorOf([&] { EvaluateCallRecord(&failing); }), "my procedure failed at 1.5");
   ProcedureCallRecord symbolic{Proc(Symbol), 0, 1, args};
   EXPECT_EQ(ErrorOf([&] { EvaluateCallRecord(&symbolic); }), "unable to evaluate y to floating-point");
 }
