@@ -7,6 +7,9 @@
 
 #include <arb.h>
 
+#include <algorithm>
+#include <cmath>
+
 namespace quarn::host {
 
 namespace {
@@ -74,9 +77,9 @@ slong RetryPrecision(const arb_t r, slong prec, mpfr_prec_t bits) {
 // Rounds eval(ball, prec), the function at the precision asked for, to z,
 // with at most two evaluations; false when neither rounds.
 template <class Eval>
-bool RoundedByArb(mpfr_ptr z, int* ternary, Eval&& eval) {
+bool RoundedByArb(mpfr_ptr z, int* ternary, Eval&& eval, slong loss_bits = 0) {
   const mpfr_prec_t bits = mpfr_get_prec(z);
-  const slong prec = bits + kFirstGuardBits;
+  const slong prec = bits + kFirstGuardBits + loss_bits;
   arb_t r;
   arb_init(r);
   eval(r, prec);
@@ -91,7 +94,27 @@ bool RoundedByArb(mpfr_ptr z, int* ternary, Eval&& eval) {
   return done;
 }
 
-template <ArbUnary F, MpfrUnary Fallback>
+// The bits a function loses to cancellation at x, foreseen from x as a
+// double, so that the first evaluation carries them.
+using LossFunction = slong (*)(double);
+
+slong NoLoss(double) { return 0; }
+
+// -log2 |v| for a value v of at most 1 that comes out of a cancellation.
+slong CancelledBits(double v) {
+  v = std::fabs(v);
+  return v >= 0.5 ? 0 : (v > 0 ? -std::ilogb(v) : 64);
+}
+
+// Arb reduces the argument of sin and cos at the precision asked for, so
+// their values next to zeros (other than sin's at 0) are only as accurate,
+// relative to their size, as the bits that remain; tan is sin / cos and
+// loses at the zeros of both.
+slong SinLoss(double x) { return std::fabs(x) < 1.0 ? 0 : CancelledBits(std::sin(x)); }
+slong CosLoss(double x) { return CancelledBits(std::cos(x)); }
+slong TanLoss(double x) { return std::max(SinLoss(x), CosLoss(x)); }
+
+template <ArbUnary F, MpfrUnary Fallback, LossFunction Loss = NoLoss>
 int Unary(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) {
   if (rnd == MPFR_RNDN && ArbFriendly(x)) {
     // x as a ball: the same limbs, exactly (z may be x, and is written last).
@@ -99,7 +122,8 @@ int Unary(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) {
     arb_init(a);
     arf_set_mpfr(arb_midref(a), x);
     int ternary;
-    bool done = RoundedByArb(z, &ternary, [&](arb_ptr r, slong prec) { F(r, a, prec); });
+    bool done = RoundedByArb(
+        z, &ternary, [&](arb_ptr r, slong prec) { F(r, a, prec); }, Loss(mpfr_get_d(x, MPFR_RNDN)));
     arb_clear(a);
     if (done) return ternary;
   }
@@ -116,9 +140,9 @@ int RoundedLog(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) {
   return Unary<arb_log, mpfr_log>(z, x, rnd);
 }
 
-int RoundedSin(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) { return Unary<arb_sin, mpfr_sin>(z, x, rnd); }
-int RoundedCos(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) { return Unary<arb_cos, mpfr_cos>(z, x, rnd); }
-int RoundedTan(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) { return Unary<arb_tan, mpfr_tan>(z, x, rnd); }
+int RoundedSin(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) { return Unary<arb_sin, mpfr_sin, SinLoss>(z, x, rnd); }
+int RoundedCos(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) { return Unary<arb_cos, mpfr_cos, CosLoss>(z, x, rnd); }
+int RoundedTan(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) { return Unary<arb_tan, mpfr_tan, TanLoss>(z, x, rnd); }
 int RoundedAtan(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) { return Unary<arb_atan, mpfr_atan>(z, x, rnd); }
 
 int RoundedPow(mpfr_ptr z, mpfr_srcptr x, mpfr_srcptr y, mpfr_rnd_t rnd) {
