@@ -4,6 +4,11 @@ BUILD ?= build
 DEPS = g++ cmake ninja-build libmpfr-dev libgmp-dev libflint-dev libflint-arb-dev libgc-dev \
        libgtest-dev libbenchmark-dev libedit-dev python3-mpmath libboost-dev
 CMAKE_FLAGS ?= -DQUARN_WERROR=ON -DQUARN_UBSAN=ON
+# ccache, when the machine has it, makes rebuilds of other trees cheap.
+CCACHE := $(shell command -v ccache 2>/dev/null)
+ifneq ($(CCACHE),)
+CMAKE_FLAGS += -DCMAKE_CXX_COMPILER_LAUNCHER=$(CCACHE) -DCMAKE_C_COMPILER_LAUNCHER=$(CCACHE)
+endif
 
 .PHONY: all deps configure build check demo bench clean
 

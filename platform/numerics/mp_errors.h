@@ -11,6 +11,8 @@ enum QuarnMPErrorCode {
   NE_REAL_ARG_GT = 7,
   NE_REAL_ARG_GE = 8,
   NE_INT_ARG_LT = 11,
+  NE_INT_ARG_EQ = 12,
+  NE_INT_ARG_GT = 13,
   NE_BAD_PARAM = 70,
   NE_TOO_MANY_ITER = 357,
 };

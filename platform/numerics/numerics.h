@@ -80,4 +80,27 @@ QuarnFloat QuarnMP_g01fec(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat t
 // tol as for g01fec.
 QuarnFloat QuarnMP_g01ffc(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat tol, NagError* fail);
 
+// ------------------------------------------------------------------ sorting
+
+// Sorts vec[0 .. n-1] in place in the given order; undefined values (NaN)
+// go after every number in either order. Fails (NE_BAD_PARAM) on an order
+// that is neither Nag_Ascending nor Nag_Descending, leaving vec unchanged.
+void QuarnMP_m01cac(QuarnFloat vec[], size_t n, Nag_SortOrder order, NagError* fail);
+
+// Comparison of two objects for QuarnMP_m01dsc: negative, zero or positive as
+// a sorts before, with or after b in ascending order. It may raise a host
+// error; the ranking is then abandoned.
+typedef long (*QuarnMP_Compare)(const void* a, const void* b);
+
+// Ranks n objects spaced stride bytes apart (a negative stride means vec
+// points at the last object and the objects run backwards in memory):
+// ranks[i] in 0 .. n-1 is the position object i takes in the given order.
+// Stable in both orders: equal objects keep their input order (descending
+// reverses the comparison, not the result). A stable merge sort of indices,
+// n log2 n comparisons at most. Fails with NE_INT_ARG_EQ for stride 0,
+// NE_INT_ARG_GT for n above 2^32 - 1 (ranks are unsigned int), NE_BAD_PARAM
+// for an invalid order.
+void QuarnMP_m01dsc(const void* vec, size_t n, ptrdiff_t stride, QuarnMP_Compare compare, Nag_SortOrder order,
+                    unsigned int ranks[], NagError* fail);
+
 #endif
