@@ -42,7 +42,9 @@ std::unordered_map<std::string, HostObject>& EntryProcs() {
 HostObject RunEntry(QKernel kv, HostObject data, HostObject args) {
   long i = 0;
   host::IntegerToLong(data, &i);
-  const Entry& e = Entries()[static_cast<size_t>(i)];
+  // A copy: the entry may call back into the host, whose first call of
+  // another entry appends to the list and may move its elements.
+  const Entry e = Entries()[static_cast<size_t>(i)];
   // Digits is an environment variable of the call: an entry that raises
   // it for its own work and then fails leaves the caller's value in place.
   const long digits = host::WorkingDigits();

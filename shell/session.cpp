@@ -18,7 +18,11 @@ void InitShell() {
 
 std::string ErrorLine(const std::exception& e) {
   if (auto* entry = dynamic_cast<const EntryError*>(&e)) {
-    return "Error, (in " + entry->entry() + ") " + entry->message();
+    // A message that starts with its own "Error: " is shown without it, so
+    // that the line does not say Error twice; lasterror keeps the whole text.
+    std::string message = entry->message();
+    if (message.rfind("Error: ", 0) == 0) message.erase(0, 7);
+    return "Error, (in " + entry->entry() + ") " + message;
   }
   if (auto* syntax = dynamic_cast<const SyntaxError*>(&e)) {
     return "Error, syntax error at line " + std::to_string(syntax->line) + ", column " +

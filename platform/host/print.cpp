@@ -111,11 +111,18 @@ std::string DataTypeName(const RTableSettingsRecord& s) {
   }
 }
 
+// The number of indices of dimension dim (from 0), formed in 64 bits: the
+// bounds may be any two ints, in either order.
+size_t ExtentOf(const RTableBody* body, int dim) {
+  const int64_t n = int64_t{body->bounds[2 * dim + 1]} - body->bounds[2 * dim] + 1;
+  return n > 0 ? static_cast<size_t>(n) : 0;
+}
+
 // Rows of a two-dimensional rtable and the elements of a one-dimensional one,
 // long ones elided to their first and last few elements.
 std::string PrintRTableElements(HostObject rt, const RTableBody* body, int dim, int* index) {
-  int lo = body->bounds[2 * dim], hi = body->bounds[2 * dim + 1];
-  size_t n = hi >= lo ? static_cast<size_t>(hi - lo + 1) : 0;
+  const int lo = body->bounds[2 * dim];
+  const size_t n = ExtentOf(body, dim);
   std::string out = "[";
   for (size_t k = 0; k < n; ++k) {
     if (n > kElideAbove && k == kElideKeep) {
@@ -124,7 +131,7 @@ std::string PrintRTableElements(HostObject rt, const RTableBody* body, int dim, 
       continue;
     }
     if (k > 0) out += ", ";
-    index[dim] = lo + static_cast<int>(k);
+    index[dim] = static_cast<int>(lo + static_cast<int64_t>(k));
     if (dim + 1 < body->settings.num_dimensions) {
       out += PrintRTableElements(rt, body, dim + 1, index);
     } else {
@@ -151,7 +158,7 @@ std::string PrintRTable(HostObject rt) {
   out += ", datatype = " + DataTypeName(s);
   if (s.storage == RTABLE_SPARSE) out += ", storage = sparse";
   if (s.order == RTABLE_C) out += ", order = C_order";
-  size_t per_row = s.num_dimensions >= 1 ? static_cast<size_t>(body->bounds[1] - body->bounds[0] + 1) : 0;
+  const size_t per_row = s.num_dimensions >= 1 ? ExtentOf(body, 0) : 0;
   if (s.num_dimensions == 1 && per_row > kElideAbove) out += ", " + std::to_string(per_row) + " elements";
   return out + ")";
 }

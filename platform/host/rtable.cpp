@@ -127,6 +127,31 @@ RTableData ZeroElement(int data_type) {
   return e;
 }
 
+// A general rtable whose element type is sfloat holds software floats only:
+// every element is made a float when it is stored, and its zero is the
+// float 0.
+bool HoldsSoftwareFloats(const RTableSettingsRecord& s) {
+  return s.data_type == RTABLE_DAG && s.element_type_name == Name("sfloat");
+}
+
+RTableData ZeroOf(const RTableBody* b) {
+  if (!HoldsSoftwareFloats(b->settings)) return ZeroElement(b->settings.data_type);
+  RTableData e = Blank();
+  e.dag = MakeFloat(0.0);
+  return e;
+}
+
+// The element as its rtable keeps it: a value stored into an sfloat rtable
+// is evaluated to a float at the working precision (a float is kept as it
+// is); one that does not evaluate to a float raises.
+RTableData AsStored(const RTableBody* b, const RTableData& e) {
+  if (!HoldsSoftwareFloats(b->settings) || e.dag == nullptr || IsFloatObject(e.dag)) return e;
+  RTableData stored = e;
+  stored.dag = Evalf(e.dag, WorkingDigits());
+  if (!IsFloatObject(stored.dag)) Raise("unable to store %1 in an rtable of data type sfloat", e.dag);
+  return stored;
+}
+
 RTableData LoadElement(const void* data, int data_type, size_t position) {
   RTableData e = Blank();
   const size_t size = DataTypeSize(data_type);
@@ -194,16 +219,17 @@ RTableData GetElement(const RTableBody* b, const int* index) {
   const size_t position = OffsetOf(b, index);
   if (b->settings.storage == RTABLE_RECT) return LoadElement(b->data, data_type, position);
   HostObject value = QuarnTableSelect(Kernel(), b->sparse, SparseKey(b, index));
-  return value == nullptr ? ZeroElement(data_type) : SparseElement(data_type, value);
+  return value == nullptr ? ZeroOf(b) : SparseElement(data_type, value);
 }
 
-void PutElement(RTableBody* b, const int* index, const RTableData& e) {
+void PutElement(RTableBody* b, const int* index, const RTableData& given) {
   const int data_type = b->settings.data_type;
-  if (data_type == RTABLE_DAG && e.dag == nullptr) Raise("cannot store a null handle in an rtable");
-  if (data_type == RTABLE_CXDAG && (e.cxdag.re == nullptr || e.cxdag.im == nullptr)) {
+  if (data_type == RTABLE_DAG && given.dag == nullptr) Raise("cannot store a null handle in an rtable");
+  if (data_type == RTABLE_CXDAG && (given.cxdag.re == nullptr || given.cxdag.im == nullptr)) {
     Raise("cannot store a null handle in an rtable");
   }
   const size_t position = OffsetOf(b, index);
+  const RTableData e = AsStored(b, given);
   if (b->settings.storage == RTABLE_RECT) {
     StoreElement(b->data, data_type, position, e);
   } else {
@@ -256,7 +282,7 @@ HostObject NewRTable(const RTableSettingsRecord* rts, const int* bounds) {
       // Every numeric type's zero is all bits zero.
       std::memset(b->data, 0, bytes);
     } else {
-      const RTableData zero = ZeroElement(data_type);
+      const RTableData zero = ZeroOf(b);
       for (size_t i = 0; i < n; ++i) StoreElement(b->data, data_type, i, zero);
     }
   } else {
@@ -470,6 +496,10 @@ HostObject RTableCreate(QKernel kv, RTableSettingsRecord* rts, void* data, int* 
   const int data_type = b->settings.data_type;
   if (b->settings.storage == RTABLE_RECT) {
     std::memcpy(b->data, data, b->num_elements * DataTypeSize(data_type));
+    if (HoldsSoftwareFloats(b->settings)) {
+      for (size_t i = 0; i < b->num_elements; ++i)
+        StoreElement(b->data, data_type, i, AsStored(b, LoadElement(b->data, data_type, i)));
+    }
     return rt;
   }
   int at[RTABLE_MAX_DIMENSIONS];

@@ -87,7 +87,7 @@ HostObject CallEntry(QKernel kv, HostObject args, const char* entry, R (*fn)(QKe
 template <class... P>
 HostObject SampleEntry(QKernel kv, HostObject args, const char* entry, QuarnFloat (*variate)(QKernel, P...)) {
   CheckCount(kv, args, sizeof...(P) + 1, entry);
-  int32_t n = QuarnToInteger32(kv, QuarnExpseqSelect(kv, args, 1));
+  int32_t n = SampleSize(kv, QuarnExpseqSelect(kv, args, 1));
   auto values = ConvertArguments<P...>(kv, args, 2, std::index_sequence_for<P...>{});
   HostObject result = CreateResultVector(kv, n);
   if (n <= 0) return result;
@@ -124,6 +124,28 @@ void CheckCount(QKernel kv, HostObject args, int n, const char* entry) {
 }
 
 QuarnFloat HostPi(QKernel kv) { return HostToFloat(ToQuarnName(kv, "Pi", 1)); }
+
+std::string EntryMessage(const char* message, std::initializer_list<ArgumentName> renames) {
+  static constexpr ArgumentName kCommon[] = {{"g", "x"},  {"f", "x"},    {"t", "x"},    {"p", "u"},
+                                             {"df", "nu"}, {"df1", "nu1"}, {"df2", "nu2"}};
+  std::string text = message;
+  // "QuarnMP_g01fcc could not determine ..." -> "could not determine ..."
+  if (text.rfind("QuarnMP_", 0) == 0 && text.find(' ') != std::string::npos) text.erase(0, text.find(' ') + 1);
+  // "<name> must be <range>, received <name> = <value>."
+  auto rename = [&](const ArgumentName& n) {
+    const std::string from = n.routine, to = n.entry;
+    if (text.rfind(from + " must be ", 0) != 0) return false;
+    text.replace(0, from.size(), to);
+    const size_t at = text.find(", received " + from + " = ");
+    if (at != std::string::npos) text.replace(at + 11, from.size(), to);
+    return true;
+  };
+  for (const ArgumentName& n : renames)
+    if (rename(n)) return text;
+  for (const ArgumentName& n : kCommon)
+    if (rename(n)) return text;
+  return text;
+}
 
 }  // namespace quarnstats::dist
 

@@ -3,6 +3,8 @@
 #define QUARN_STATS_DISTRIBUTIONS_INTERNAL_H
 
 #include <cstring>
+#include <initializer_list>
+#include <string>
 
 #include "platform/float/quarnfloat.h"
 #include "platform/host/quarnc.h"
@@ -14,17 +16,31 @@ namespace quarnstats::dist {
 // for the lower tail (tail code 1).
 inline constexpr Nag_TailProbability kLowerTail = quarn::numerics::TailFromCode(1);
 
+// A routine's name for an argument and the entry's name for the same value.
+struct ArgumentName {
+  const char* routine;
+  const char* entry;
+};
+
+// A routine's failure message as the entry's user reads it. The routine
+// names values by its own arguments ("g must be non-negative, received
+// g = -1."): the point is x and the level u in every entry, the degrees of
+// freedom nu, nu1 and nu2, and `renames` gives the others that differ (the
+// gamma routines' shape a is the entry's c). A failure to decide the
+// rounding drops the routine's name, since the host names the entry.
+std::string EntryMessage(const char* message, std::initializer_list<ArgumentName> renames);
+
 // Runs routine(&record) with a fresh error record (no printing, no handler)
-// and returns its result; a nonzero code raises the record's message with the
-// host's NULL as %1.
+// and returns its result; a nonzero code raises the record's message, in
+// the entry's names (EntryMessage), with the host's NULL as %1.
 template <class Routine>
-auto CallRoutine(QKernel kv, Routine&& routine) {
+auto CallRoutine(QKernel kv, Routine&& routine, std::initializer_list<ArgumentName> renames = {}) {
   NagError record;
   std::memset(&record, 0, sizeof record);
   auto result = routine(&record);
   if (record.code != 0) {
     record.message[sizeof record.message - 1] = '\0';
-    QuarnRaiseError1(kv, record.message, ToQuarnNULL(kv));
+    QuarnRaiseError1(kv, EntryMessage(record.message, renames).c_str(), ToQuarnNULL(kv));
   }
   return result;
 }

@@ -43,11 +43,11 @@ QuarnFloat STATS_FRatioDeviate_MP(QKernel kv, QuarnFloat u, QuarnFloat nu1, Quar
 
 // Scale b, shape c; the routines take the shape first.
 QuarnFloat STATS_GammaProbability_MP(QKernel kv, QuarnFloat x, QuarnFloat b, QuarnFloat c) {
-  return CallRoutine(kv, [&](NagError* e) { return QuarnMP_g01efc(kLowerTail, x, c, b, e); });
+  return CallRoutine(kv, [&](NagError* e) { return QuarnMP_g01efc(kLowerTail, x, c, b, e); }, {{"a", "c"}});
 }
 
 QuarnFloat STATS_GammaDeviate_MP(QKernel kv, QuarnFloat u, QuarnFloat b, QuarnFloat c) {
-  return CallRoutine(kv, [&](NagError* e) { return QuarnMP_g01ffc(u, c, b, QuarnFloat(0.0), e); });
+  return CallRoutine(kv, [&](NagError* e) { return QuarnMP_g01ffc(u, c, b, QuarnFloat(0.0), e); }, {{"a", "c"}});
 }
 
 // nu degrees of freedom.

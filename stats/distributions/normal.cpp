@@ -64,8 +64,7 @@ HostObject STATS_QuarnNormalRandomSample_MP(QKernel kv, HostObject args) {
   HostObject out = quarnstats::GetOutputVector(kv, QuarnExpseqSelect(kv, args, 1));
   QuarnFloat mu = quarnstats::FloatArg(kv, args, 2);
   QuarnFloat sigma = quarnstats::FloatArg(kv, args, 3);
-  auto* block = static_cast<QuarnFloat*>(RTableDataBlock(kv, out));
-  for (size_t k = 0; k < RTableNumElements(kv, out); ++k) block[k] = STATS_NormalRandomVariate_MP(kv, mu, sigma);
+  quarnstats::FillOutputVector(kv, out, [&] { return STATS_NormalRandomVariate_MP(kv, mu, sigma); });
   return out;
 }
 

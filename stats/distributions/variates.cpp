@@ -17,6 +17,20 @@ QuarnFloat STATS_ExponentialRandomVariate_MP(QKernel kv, QuarnFloat b) { return 
 
 // ------------------------------------------------------------------- gamma
 
+namespace {
+
+// A shape or a number of degrees of freedom must be positive and finite:
+// the shape < 1 step recurses on the shape + 1, and the rejection loop
+// never accepts a NaN proposal.
+void RequirePositiveFinite(QKernel kv, const QuarnFloat& v, const char* message) {
+  if (!(v > 0) || IsQuarnFloatInfinity(v)) QuarnRaiseError1(kv, message, v.Handle());
+}
+
+constexpr const char* kShapeMessage = "shape parameter must be positive and finite, received: %1";
+constexpr const char* kDegreesMessage = "degrees of freedom must be positive and finite, received: %1";
+
+}  // namespace
+
 // d = alpha - 1/3 and c = 1/sqrt(9 d) for alpha > 1; for alpha < 1 the same
 // for alpha + 1, whose variate the main step scales down; alpha = 1 needs
 // none (1/3 enters as a double).
@@ -30,6 +44,7 @@ void STATS_GammaRandomVariateSetup_MP(QKernel kv, QuarnFloat b, QuarnFloat alpha
 // and Tsang's rejection of d (1 + c Z)^3 with the squeeze
 // U < 1 - 0.0331 Z^4, which accepts most proposals without a logarithm.
 QuarnFloat STATS_GammaRandomVariateMain_MP(QKernel kv, QuarnFloat b, QuarnFloat alpha, QuarnFloat d, QuarnFloat c) {
+  RequirePositiveFinite(kv, alpha, kShapeMessage);
   if (alpha == 1) return STATS_ExponentialRandomVariate_MP(kv, b);
   if (alpha < 1) {
     QuarnFloat g = STATS_GammaRandomVariateMain_MP(kv, b, alpha + 1.0, d, c);
@@ -67,11 +82,14 @@ QuarnFloat STATS_BetaRandomVariate_MP(QKernel kv, QuarnFloat a, QuarnFloat b) {
 
 // Gamma with scale 2 and shape nu/2.
 QuarnFloat STATS_ChiSquareRandomVariate_MP(QKernel kv, QuarnFloat nu) {
+  RequirePositiveFinite(kv, nu, kDegreesMessage);
   return STATS_GammaRandomVariate_MP(kv, 2.0, nu / 2.0);
 }
 
 // (X1 / nu1) / (X2 / nu2) for chi-square X1, X2, X1 drawn first.
 QuarnFloat STATS_FRatioRandomVariate_MP(QKernel kv, QuarnFloat nu1, QuarnFloat nu2) {
+  RequirePositiveFinite(kv, nu1, kDegreesMessage);
+  RequirePositiveFinite(kv, nu2, kDegreesMessage);
   QuarnFloat x1 = STATS_ChiSquareRandomVariate_MP(kv, nu1);
   QuarnFloat x2 = STATS_ChiSquareRandomVariate_MP(kv, nu2);
   return (x1 * nu2) / (x2 * nu1);
@@ -132,6 +150,7 @@ QuarnFloat STATS_MoyalRandomVariate_MP(QKernel kv, QuarnFloat a, QuarnFloat b) {
 QuarnFloat STATS_ErrorRandomVariate_MP(QKernel kv, QuarnFloat a, QuarnFloat b, QuarnFloat c) {
   if (c == 2) return STATS_LaplaceRandomVariate_MP(kv, a, 2.0 * b);
   if (c == 1) return STATS_NormalRandomVariate_MP(kv, a, b);
+  RequirePositiveFinite(kv, c, kShapeMessage);
   if (a != 0) return a + STATS_ErrorRandomVariate_MP(kv, QuarnFloat(0.0), b, c);
   QuarnFloat u = UniformFloat();
   QuarnFloat half_c = c / 2.0;

@@ -3,6 +3,7 @@
 
 #include <cassert>
 #include <cstring>
+#include <functional>
 
 namespace quarnstats {
 
@@ -52,6 +53,54 @@ QuarnFloat ConvertElement(QKernel kv, int data_type, const RTableData& e) {
   }
 }
 
+// The index of the element at a position (from 0) in the rtable's storage
+// order: Fortran order runs the first index fastest, C order the last.
+void IndexAt(QKernel kv, HostObject rt, const RTableSettingsRecord& rts, size_t position, int* index) {
+  const int d = rts.num_dimensions;
+  for (int j = 0; j < d; ++j) {
+    const int k = rts.order == RTABLE_FORTRAN ? j : d - 1 - j;
+    const int lower = RTableLowerBound(kv, rt, k + 1);
+    const int64_t extent = int64_t{RTableUpperBound(kv, rt, k + 1)} - lower + 1;
+    index[k] = static_cast<int>(lower + static_cast<int64_t>(position % static_cast<size_t>(extent)));
+    position /= static_cast<size_t>(extent);
+  }
+}
+
+// The first n elements of the source in its storage order, converted into
+// out: straight from the data block of a rectangular rtable, one selection
+// at a full index for any other storage. A data type outside the known
+// codes leaves out as it is.
+void ConvertElements(QKernel kv, HostObject source, QuarnFloat* out, size_t n) {
+  RTableSettingsRecord rts;
+  RTableGetSettings(kv, &rts, source);
+  const size_t bytes = ElementBytes(rts.data_type);
+  if (bytes == 0) return;
+  const auto* block =
+      rts.storage == RTABLE_RECT ? static_cast<const unsigned char*>(RTableDataBlock(kv, source)) : nullptr;
+  int index[RTABLE_MAX_DIMENSIONS];
+  for (size_t k = 0; k < n; ++k) {
+    RTableData e;
+    if (block != nullptr) {
+      std::memset(&e, 0, sizeof e);
+      std::memcpy(&e, block + k * bytes, bytes);
+    } else {
+      IndexAt(kv, source, rts, k, index);
+      e = RTableSelect(kv, source, index);
+    }
+    out[k] = ConvertElement(kv, rts.data_type, e);
+  }
+}
+
+// A new rectangular sfloat rtable with the settings of rt (and the given
+// number of dimensions and bounds) but no data.
+HostObject NewFloatTable(QKernel kv, RTableSettingsRecord rts, int dims, int* bounds) {
+  rts.num_dimensions = dims;
+  rts.storage = RTABLE_RECT;
+  rts.data_type = RTABLE_DAG;
+  rts.element_type_name = ToQuarnName(kv, "sfloat", 1);
+  return RTableCreate(kv, &rts, nullptr, bounds);
+}
+
 }  // namespace
 
 size_t RTableSize(QKernel kv, HostObject rt) {
@@ -61,6 +110,11 @@ size_t RTableSize(QKernel kv, HostObject rt) {
 
 _SampleVector::_SampleVector(QKernel kv, HostObject rtable) : source_(rtable), kv_(kv) {
   if (!IsQuarnRTable(kv, rtable)) QuarnRaiseError1(kv, "invalid data sample, expected: rtable, received %1", rtable);
+  // A sample is a vector: a table of more dimensions has no single order of
+  // its elements to read it in.
+  if (RTableNumDimensions(kv, rtable) != 1) {
+    QuarnRaiseError1(kv, "invalid data sample, expected: one-dimensional rtable, received %1", rtable);
+  }
   size_ = RTableSize(kv, rtable);
   if (size_ == 0) return;
   RTableSettingsRecord rts;
@@ -93,33 +147,11 @@ void _SampleVector::ConvertToFloatArray() {
   if (float_table_ != nullptr && float_table_ != source_) QuarnGcAllow(kv_, float_table_);
   RTableSettingsRecord copy;
   RTableGetDefaults(kv_, &copy);
-  copy.num_dimensions = 1;
-  copy.storage = RTABLE_RECT;
-  copy.data_type = RTABLE_DAG;
-  copy.element_type_name = ToQuarnName(kv_, "sfloat", 1);
   int bounds[2] = {0, static_cast<int>(size_) - 1};
-  float_table_ = RTableCreate(kv_, &copy, nullptr, bounds);
+  float_table_ = NewFloatTable(kv_, copy, 1, bounds);
   QuarnGcProtect(kv_, float_table_);
-  auto* out = static_cast<QuarnFloat*>(RTableDataBlock(kv_, float_table_));
-  data_ = out;
-
-  RTableSettingsRecord rts;
-  RTableGetSettings(kv_, &rts, source_);
-  size_t bytes = ElementBytes(rts.data_type);
-  if (bytes == 0) return;  // unknown data type: the copy keeps what the host put there
-  const auto* block = rts.storage == RTABLE_RECT ? static_cast<const unsigned char*>(RTableDataBlock(kv_, source_)) : nullptr;
-  int lower = RTableLowerBound(kv_, source_, 1);
-  for (size_t k = 0; k < size_; ++k) {
-    RTableData e;
-    if (block != nullptr) {
-      std::memset(&e, 0, sizeof e);
-      std::memcpy(&e, block + k * bytes, bytes);
-    } else {
-      int index = lower + static_cast<int>(k);
-      e = RTableSelect(kv_, source_, &index);
-    }
-    out[k] = ConvertElement(kv_, rts.data_type, e);
-  }
+  data_ = static_cast<QuarnFloat*>(RTableDataBlock(kv_, float_table_));
+  ConvertElements(kv_, source_, data_, size_);
 }
 
 _DataSample::_DataSample(QKernel kv, HostObject points) : points_(new _SampleVector(kv, points)), kv_(kv) {}
@@ -170,17 +202,40 @@ HostObject CreateResultVector(QKernel kv, long n) {
   return RTableCreate(kv, &rts, nullptr, bounds);
 }
 
+int32_t SampleSize(QKernel kv, HostObject arg) {
+  if (!IsQuarnInteger32(kv, arg) || QuarnToInteger32(kv, arg) < 0) {
+    QuarnRaiseError1(kv, "the sample size must be a non-negative integer, received: %1", arg);
+  }
+  return QuarnToInteger32(kv, arg);
+}
+
 HostObject GetOutputVector(QKernel kv, HostObject arg) {
   if (IsQuarnRTable(kv, arg)) {
     RTableSettingsRecord rts;
     RTableGetSettings(kv, &rts, arg);
     if (rts.storage != RTABLE_RECT)
       QuarnRaiseError1(kv, "output array must have rectangular storage, received: %1", arg);
-    if (rts.data_type != RTABLE_DAG)
+    if (rts.data_type != RTABLE_DAG && rts.data_type != RTABLE_FLOAT64)
       QuarnRaiseError1(kv, "output array must have float[8] or sfloat data type, received: %1", arg);
+    if (rts.read_only) QuarnRaiseError1(kv, "output array must not be read-only, received: %1", arg);
     return arg;
   }
-  return CreateResultVector(kv, QuarnToInteger32(kv, arg));
+  return CreateResultVector(kv, SampleSize(kv, arg));
+}
+
+void FillOutputVector(QKernel kv, HostObject out, const std::function<QuarnFloat()>& next) {
+  RTableSettingsRecord rts;
+  RTableGetSettings(kv, &rts, out);
+  const size_t n = RTableNumElements(kv, out);
+  void* block = RTableDataBlock(kv, out);
+  if (rts.data_type == RTABLE_FLOAT64) {
+    auto* doubles = static_cast<double*>(block);
+    for (size_t k = 0; k < n; ++k) doubles[k] = next().ToDouble();
+  } else {
+    assert(rts.data_type == RTABLE_DAG && "GetOutputVector admits general and float[8] arrays only");
+    auto* floats = static_cast<QuarnFloat*>(block);
+    for (size_t k = 0; k < n; ++k) floats[k] = next();
+  }
 }
 
 }  // namespace quarnstats
@@ -189,16 +244,26 @@ HostObject STATS_QuarnEvaluateToFloat_MP(QKernel kv, HostObject args) {
   using namespace quarnstats;
   ExpectArgs(kv, args, 1, "expected one argument, received: %1");
   HostObject arg = QuarnExpseqSelect(kv, args, 1);
+  if (IsQuarnRTable(kv, arg) && RTableNumDimensions(kv, arg) > 1) {
+    // A table of more dimensions is converted whole: same bounds, order and
+    // subtype, every element in storage order.
+    RTableSettingsRecord rts;
+    RTableGetSettings(kv, &rts, arg);
+    int bounds[2 * RTABLE_MAX_DIMENSIONS];
+    for (int d = 0; d < rts.num_dimensions; ++d) {
+      bounds[2 * d] = RTableLowerBound(kv, arg, d + 1);
+      bounds[2 * d + 1] = RTableUpperBound(kv, arg, d + 1);
+    }
+    HostObject result = NewFloatTable(kv, rts, rts.num_dimensions, bounds);
+    ConvertElements(kv, arg, static_cast<QuarnFloat*>(RTableDataBlock(kv, result)), RTableNumElements(kv, result));
+    return result;
+  }
   _DataSample sample(kv, arg);
   RTableSettingsRecord rts;
   RTableGetSettings(kv, &rts, arg);
-  rts.num_dimensions = 1;
-  rts.data_type = RTABLE_DAG;
-  rts.element_type_name = ToQuarnName(kv, "sfloat", 1);
-  rts.storage = RTABLE_RECT;
   int lower = RTableLowerBound(kv, arg, 1);
   int bounds[2] = {lower, lower + static_cast<int>(sample.Size()) - 1};
-  HostObject result = RTableCreate(kv, &rts, nullptr, bounds);
+  HostObject result = NewFloatTable(kv, rts, 1, bounds);
   if (sample.Size() > 0) sample.CopyPointsTo(static_cast<QuarnFloat*>(RTableDataBlock(kv, result)));
   return result;
 }

@@ -5,6 +5,8 @@
 #define QUARN_STATS_FRAME_SAMPLE_H
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "platform/float/quarnfloat.h"
@@ -68,9 +70,17 @@ class _DataSample {
 
 // A new general-type rtable 1..n without initial data.
 HostObject CreateResultVector(QKernel kv, long n);
-// An rtable to assign n floats into: the argument itself when it is a
-// rectangular general rtable, or a new one of the size it gives.
+// The length of a random sample given by the host: a non-negative integer
+// of 32 bits; raises "the sample size must be a non-negative integer,
+// received: %1" for anything else.
+int32_t SampleSize(QKernel kv, HostObject arg);
+// An rtable to assign floats into: the argument itself when it is a
+// writable rectangular rtable of general or float[8] data type, or a new
+// general one of the size it gives.
 HostObject GetOutputVector(QKernel kv, HostObject arg);
+// Assigns next() to every element of an rtable from GetOutputVector, in
+// storage order; a float[8] array receives the floats rounded to doubles.
+void FillOutputVector(QKernel kv, HostObject out, const std::function<QuarnFloat()>& next);
 
 // Number of elements of an rtable's first dimension.
 size_t RTableSize(QKernel kv, HostObject rt);

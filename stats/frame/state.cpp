@@ -115,7 +115,13 @@ double TolerancePower(int32_t digits) { return std::pow(10.0, -static_cast<doubl
 
 long IterationLimit(QKernel kv) {
   HostObject name = ToQuarnName(kv, "_EnvStatisticsIterations", 1);
-  return IsQuarnAssignedName(kv, name) ? QuarnToQ_INT(kv, name) : 100;
+  if (!IsQuarnAssignedName(kv, name)) return 100;
+  // Named in the message: the user set the variable, not an argument.
+  HostObject value = QuarnEval(kv, name);
+  if (!IsQuarnInteger64(kv, value) || QuarnToInteger64(kv, value) < 0) {
+    QuarnRaiseError1(kv, "_EnvStatisticsIterations must be a non-negative integer, received: %1", value);
+  }
+  return QuarnToQ_INT(kv, name);
 }
 
 void ExpectArgs(QKernel kv, HostObject args, int n, const char* message) {
