@@ -74,7 +74,7 @@ QuarnFloat GammaDeviate(NagError* fail, const char* routine, const QuarnFloat& p
 
 QuarnFloat QuarnMP_g01ecc(Nag_TailProbability tail, QuarnFloat x, QuarnFloat df, NagError* fail) {
   if (auto early = Screen(fail, Tails::kLowerUpper, tail,
-                          {{"x", x, Bound::kNonNegative}, {"df", df, Bound::kPositive}})) {
+                          {{"x", x, Bound::kNonNegative}, {"df", df, Bound::kShape, 2 * kGammaShapeMax}})) {
     return *early;
   }
   const bool upper = tail == Nag_UpperTail;
@@ -87,7 +87,7 @@ QuarnFloat QuarnMP_g01ecc(Nag_TailProbability tail, QuarnFloat x, QuarnFloat df,
 
 QuarnFloat QuarnMP_g01efc(Nag_TailProbability tail, QuarnFloat g, QuarnFloat a, QuarnFloat b, NagError* fail) {
   if (auto early = Screen(fail, Tails::kLowerUpper, tail,
-                          {{"g", g, Bound::kNonNegative}, {"a", a, Bound::kPositive}, {"b", b, Bound::kPositive}})) {
+                          {{"g", g, Bound::kNonNegative}, {"a", a, Bound::kShape, kGammaShapeMax}, {"b", b, Bound::kPositive}})) {
     return *early;
   }
   const bool upper = tail == Nag_UpperTail;
@@ -98,7 +98,7 @@ QuarnFloat QuarnMP_g01efc(Nag_TailProbability tail, QuarnFloat g, QuarnFloat a, 
 
 QuarnFloat QuarnMP_g01fcc(QuarnFloat p, QuarnFloat df, NagError* fail) {
   if (auto early = Screen(fail, Tails::kNone, Nag_LowerTail,
-                          {{"p", p, Bound::kUnitHalfOpen}, {"df", df, Bound::kPositive}})) {
+                          {{"p", p, Bound::kUnitHalfOpen}, {"df", df, Bound::kShape, 2 * kGammaShapeMax}})) {
     return *early;
   }
   if (p == 0) return Exact(fail, 0.0);

@@ -37,8 +37,8 @@ slong ShapeBits(const QuarnFloat& a, const QuarnFloat& b) {
 
 QuarnFloat QuarnMP_g01edc(Nag_TailProbability tail, QuarnFloat f, QuarnFloat df1, QuarnFloat df2, NagError* fail) {
   if (auto early = Screen(fail, Tails::kLowerUpper, tail,
-                          {{"f", f, Bound::kNonNegative}, {"df1", df1, Bound::kPositive},
-                           {"df2", df2, Bound::kPositive}})) {
+                          {{"f", f, Bound::kNonNegative}, {"df1", df1, Bound::kShape},
+                           {"df2", df2, Bound::kShape}})) {
     return *early;
   }
   const bool upper = tail == Nag_UpperTail;
@@ -128,8 +128,8 @@ void QuarnMP_g01eec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat tol, Qu
 
 QuarnFloat QuarnMP_g01fdc(QuarnFloat p, QuarnFloat df1, QuarnFloat df2, NagError* fail) {
   if (auto early = Screen(fail, Tails::kNone, Nag_LowerTail,
-                          {{"p", p, Bound::kUnitHalfOpen}, {"df1", df1, Bound::kPositive},
-                           {"df2", df2, Bound::kPositive}})) {
+                          {{"p", p, Bound::kUnitHalfOpen}, {"df1", df1, Bound::kShape},
+                           {"df2", df2, Bound::kShape}})) {
     return *early;
   }
   if (p == 0) return Exact(fail, 0.0);

@@ -51,13 +51,14 @@ bool TailSmall(arb_srcptr t, double r, arb_ptr s, slong prec) {
 // Sums s = 1 + t_1 + t_2 + ... of positive terms, where next(t, k) turns
 // t_{k-1} into t_k and ratio(k) bounds every ratio t_{j+1} / t_j for j >= k
 // (not yet below 1 is fine: summing goes on). Stops once the rest is below
-// 2^-wp of s, adding that bound to s; false (s indeterminate) past kMaxTerms.
+// 2^-wp of s, adding that bound to s; false (s indeterminate) past kMaxTerms
+// or once the routine's work limit is spent.
 bool SumPositiveSeries(arb_ptr s, const std::function<void(arb_ptr t, long k)>& next,
                        const std::function<double(long k)>& ratio, slong wp) {
   Ball t;
   arb_one(s);
   arb_one(t);
-  for (long k = 1; k <= kMaxTerms; ++k) {
+  for (long k = 1; k <= kMaxTerms && ChargeWork(wp); ++k) {
     next(t, k);
     arb_add(s, s, t, wp);
     double r = ratio(k);
@@ -143,6 +144,19 @@ void GammaLowerBelowMean(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec) {
   GammaLowerSeries(res, a, z, prec);
 }
 
+// Terms the lower series needs for prec bits at z < a + 1: its k-th term is
+// about (z/a)^k e^(-k^2 / 2a), so k = a (sqrt(L^2 + 2 prec ln 2 / a) - L)
+// for L = log(a / z); some sqrt(2 a prec ln 2) next to the mean.
+double GammaSeriesTerms(double a, double z, slong prec) {
+  const double l = std::max(0.0, std::log(a / z)), need = 0.7 * static_cast<double>(prec);
+  return a * (std::sqrt(l * l + 2.0 * need / a) - l) + 1.0;
+}
+
+// Terms beyond which the series gives way to Arb's upper function near the
+// mean of a large shape (which Arb evaluates there fast, to within a few
+// bits of log2 a).
+constexpr double kLongGammaSeries = 20000.0;
+
 }  // namespace
 
 void GammaTail(arb_ptr res, arb_srcptr a, arb_srcptr z, bool upper, slong prec) {
@@ -152,6 +166,19 @@ void GammaTail(arb_ptr res, arb_srcptr a, arb_srcptr z, bool upper, slong prec) 
   }
   const double ad = Mid(a), zd = Mid(z);
   if (zd < ad + 1.0) {
+    const bool long_series = ad > 20.0 && GammaSeriesTerms(ad, zd, prec) > kLongGammaSeries;
+    if (long_series) {
+      // Next to the mean of a large shape both tails are moderate: the
+      // lower one is the complement of Arb's upper one, unless that loses
+      // more than a couple of bits (far enough below the mean for the
+      // series to be short after all).
+      ChargeWork(prec, 300);
+      arb_hypgeom_gamma_upper(res, a, z, 1, prec);
+      if (upper || (arb_is_finite(res) && ComplementLoss(res, prec) <= 2.0)) {
+        if (!upper) Complement(res, res, prec);
+        return;
+      }
+    }
     // Below the mean the lower tail is the smaller one (or both are near 1/2).
     if (!upper) {
       GammaLowerBelowMean(res, a, z, prec);
@@ -166,6 +193,7 @@ void GammaTail(arb_ptr res, arb_srcptr a, arb_srcptr z, bool upper, slong prec) 
     }
     return;
   }
+  ChargeWork(prec, 300);
   arb_hypgeom_gamma_upper(res, a, z, 1, prec);
   if (!upper) {
     arb_sub_si(res, res, 1, prec);
@@ -248,12 +276,19 @@ void BetaSeriesCore(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_s
 }
 
 // Arb's hypergeometric evaluation fails when one parameter is small and the
-// other large.
-bool ArbBetaReliable(double a, double b) { return !(std::min(a, b) < 2.0 && std::max(a, b) > 40.0); }
+// other large, and with a very large parameter it turns to numerical
+// integration, which takes seconds a call (the series' work is charged and
+// bounded instead).
+bool ArbBetaReliable(double a, double b) {
+  const double lo = std::min(a, b), hi = std::max(a, b);
+  return !(lo < 2.0 && hi > 40.0) && !(lo < 1e6 && hi > 1e12);
+}
 
 // I_x(a, b) by Arb where it is reliable, else by the series.
 void BetaLowerAny(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, slong prec) {
   if (ArbBetaReliable(Mid(a), Mid(b))) {
+    // Charged as a few hundred series terms, about what it costs.
+    ChargeWork(prec, 300);
     arb_hypgeom_beta_lower(res, a, b, x, 1, prec);
     if (arb_is_finite(res)) return;
   }

@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <initializer_list>
+#include <limits>
 #include <optional>
 #include <string>
 #include <utility>
@@ -17,6 +18,25 @@
 #include "platform/numerics/nag.h"
 
 namespace quarn::numerics {
+
+// ------------------------------------------------------------- work limit
+
+// Every routine call may do a bounded amount of work, so that it finishes
+// in bounded time whatever its arguments. Work is counted in limb-steps: one
+// term of a series, or one iteration of a solver, at the precision it runs
+// at in 64-bit limbs. The methods charge what they do and stop at their next
+// check once the limit is spent; the routine then fails with
+// ReportPrecision's work-limit message. The limit is reset by Screen, which
+// every distribution routine calls first.
+//
+// kWorkLimit limb-steps take some seconds on a current machine (a series
+// term at one limb takes about 0.1 us, at 50 limbs, Digits 1000, some 2 us).
+constexpr long kWorkLimit = 60000000;
+
+void ResetWork();
+// Charges steps at prec bits; returns false once the limit is spent.
+bool ChargeWork(slong prec, long steps = 1);
+bool WorkExhausted();
 
 // ------------------------------------------------------------------ balls
 
@@ -175,9 +195,11 @@ double GammaStart(double a, arb_srcptr q, bool upper);
 double BetaLogitStart(double a, double b, arb_srcptr q);
 
 // Solves the lower tail of Beta(a, b) at w = logit x equal to q, returning
-// result(w) rounded; the beta, F and t deviates all reduce to this.
+// result(w) rounded; the beta, F and t deviates all reduce to this. The
+// start is BetaLogitStart's unless the caller gives a finite one.
 bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
-                    const std::function<void(arb_ptr, arb_srcptr w, slong prec)>& result);
+                    const std::function<void(arb_ptr, arb_srcptr w, slong prec)>& result,
+                    double start = std::numeric_limits<double>::quiet_NaN());
 
 // ------------------------------------------------------------------ errors
 
@@ -188,13 +210,24 @@ void Fail(NagError* fail, int code, const std::string& message);
 
 // The range a float argument must lie in (kAny: only checked for being
 // undefined).
-enum class Bound { kAny, kPositive, kNonNegative, kAtMostMillion, kUnitClosed, kUnitOpen, kUnitHalfOpen };
+// kShape is the range of shapes and degrees of freedom: positive, and
+// between kShapeMin and kShapeMax, where the methods' double-precision
+// estimates hold; kAtMostMillion is positive, at least kShapeMin and at
+// most 1e6.
+enum class Bound { kAny, kPositive, kNonNegative, kShape, kAtMostMillion, kUnitClosed, kUnitOpen, kUnitHalfOpen };
+constexpr double kShapeMin = 1e-300;
+constexpr double kShapeMax = 1e300;
+// Gamma shapes: next to the mean of a larger one no method here (nor Arb's
+// upper function) gives a result in reasonable time.
+constexpr double kGammaShapeMax = 1e18;
 
-// A float argument, its name in messages, and its range.
+// A float argument, its name in messages, and its range (for kShape, with
+// an upper end of its own where the methods reach less far).
 struct Arg {
   const char* name;
   const QuarnFloat& value;
   Bound bound;
+  double shape_max = kShapeMax;
 };
 
 // The tails a routine accepts.

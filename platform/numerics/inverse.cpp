@@ -41,8 +41,11 @@ double Mid(arb_srcptr x) { return arf_get_d(arb_midref(x), ARF_RND_NEAR); }
 bool TailAccurate(arb_ptr t, const TailProblem& pb, arb_srcptr w, slong prec, slong min_bits) {
   const slong cap = 64 * prec + 8192;
   for (slong p = prec;;) {
+    if (WorkExhausted()) return false;
     pb.tail(t, w, p);
-    slong acc = arb_is_finite(t) ? arb_rel_accuracy_bits(t) : -p;
+    // A ball that contains 0 has no relative accuracy at all (Arb reports
+    // it as minus the largest slong): count it as none of p's bits.
+    const slong acc = arb_is_finite(t) ? std::max(arb_rel_accuracy_bits(t), -p) : -p;
     if (arb_is_positive(t) && acc >= min_bits) return true;
     if (p >= cap) return false;
     p = std::min(cap, p + std::max(p / 2, min_bits - acc + 32));
@@ -63,6 +66,10 @@ double LowPrecisionNewton(const TailProblem& pb, slong* good_bits) {
   double err = kInf;
   Ball wb, t, ld;
   for (int it = 0; it < 400; ++it) {
+    if (!ChargeWork(64)) {
+      err = kInf;
+      break;
+    }
     arb_set_d(wb, w);
     if (!TailAccurate(t, pb, wb, 64, 40)) {
       err = kInf;
@@ -88,6 +95,19 @@ double LowPrecisionNewton(const TailProblem& pb, slong* good_bits) {
     const double halley = 1.0 - 0.5 * n * (Mid(ld) - slope);
     const bool cubic = halley > 0.5 && halley < 2.0;
     double next = w - (cubic ? n / halley : n);
+    // A step from where the tail is flat (log-concavity makes Newton
+    // overshoot from that side) is kept to a few units plus a quarter of |w|:
+    // far out the tail of a distribution with a huge shape is astronomically
+    // small and costly to evaluate, and the bracket from the next point
+    // catches up fast.
+    const double max_step = 8.0 + 0.25 * std::fabs(w);
+    if (std::fabs(next - w) > max_step) next = w + (next > w ? max_step : -max_step);
+    // A step below the resolution of w: w is as good as a double gets (the
+    // bracket test below would take the unchanged point for one outside).
+    if (next == w) {
+      err = noise;
+      break;
+    }
     const bool inside = next > lo && next < hi && std::isfinite(next);
     if (!inside) {
       if (std::isfinite(lo) && std::isfinite(hi)) {
@@ -174,7 +194,7 @@ bool SolveTail(QuarnFloat* out, const TailProblem& pb) {
 
   // Phase 2: Halley at tripling precision (a stalled iteration is left to
   // phase 3 to reject).
-  for (int step_count = 0; good < enough && step_count < 64; ++step_count) {
+  for (int step_count = 0; good < enough && step_count < 64 && !WorkExhausted(); ++step_count) {
     // Aim this step at the bits from which the steps left, each tripling
     // them, just reach enough: no step carries more precision than needed.
     slong target = enough;
@@ -209,7 +229,7 @@ bool SolveTail(QuarnFloat* out, const TailProblem& pb) {
   Ball x, n1, n2, e, image;
   bool ok = false, restepped = false;
   *out = floats::Compute([&](mpfr_ptr z) {
-    for (int round = 0; round < 12 && !ok; ++round) {
+    for (int round = 0; round < 12 && !ok && ChargeWork(p); ++round) {
       mag_zero(arb_radref(w.get()));
       if (!Residual(h, pb, w, p, wbits)) break;
       Slope(d, pb, w, 64);
@@ -369,7 +389,7 @@ double BetaLogitStart(double a, double b, arb_srcptr q) {
 // ------------------------------------------------------------- beta logit
 
 bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
-                    const std::function<void(arb_ptr, arb_srcptr w, slong prec)>& result) {
+                    const std::function<void(arb_ptr, arb_srcptr w, slong prec)>& result, double start) {
   const double ad = Mid(a), bd = Mid(b);
   TailProblem pb;
   pb.tail = [&](arb_ptr res, arb_srcptr w, slong prec) {
@@ -406,7 +426,7 @@ bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
   pb.result = result;
   pb.direction = 1;
   pb.target = q;
-  pb.start = BetaLogitStart(ad, bd, q);
+  pb.start = std::isfinite(start) ? start : BetaLogitStart(ad, bd, q);
   return SolveTail(out, pb);
 }
 

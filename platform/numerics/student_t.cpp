@@ -5,6 +5,9 @@
 //   P(|T| > |t|)  = I_x(df/2, 1/2),
 //   P(|T| <= |t|) = I_y(1/2, df/2),
 // and every tail is one of these or 1 - half the first.
+#include <cmath>
+#include <limits>
+
 #include "platform/numerics/internal.h"
 #include "platform/numerics/numerics.h"
 
@@ -24,7 +27,7 @@ void Arguments(arb_ptr x, arb_ptr y, arb_srcptr t, arb_srcptr df, slong prec) {
 }  // namespace
 
 QuarnFloat QuarnMP_g01ebc(Nag_TailProbability tail, QuarnFloat t, QuarnFloat df, NagError* fail) {
-  if (auto early = Screen(fail, Tails::kAll, tail, {{"t", t, Bound::kAny}, {"df", df, Bound::kPositive}})) {
+  if (auto early = Screen(fail, Tails::kAll, tail, {{"t", t, Bound::kAny}, {"df", df, Bound::kShape}})) {
     return *early;
   }
   const bool negative = t < 0;
@@ -65,7 +68,7 @@ QuarnFloat QuarnMP_g01ebc(Nag_TailProbability tail, QuarnFloat t, QuarnFloat df,
 // the lower tail of Beta(1/2, df/2) at w = log(t^2 / df); |t| = sqrt(df)
 // e^(-+w/2).
 QuarnFloat QuarnMP_g01fbc(Nag_TailProbability tail, QuarnFloat p, QuarnFloat df, NagError* fail) {
-  if (auto early = Screen(fail, Tails::kAll, tail, {{"p", p, Bound::kUnitOpen}, {"df", df, Bound::kPositive}})) {
+  if (auto early = Screen(fail, Tails::kAll, tail, {{"p", p, Bound::kUnitOpen}, {"df", df, Bound::kShape}})) {
     return *early;
   }
   SymmetricTarget target;
@@ -84,8 +87,21 @@ QuarnFloat QuarnMP_g01fbc(Nag_TailProbability tail, QuarnFloat p, QuarnFloat df,
     arb_mul(r, r, s, prec);
     if (target.sign < 0) arb_neg(r, r);
   };
+  // With many degrees of freedom the beta power laws are a poor start, and a
+  // poor start there lands where the tails are astronomically small and
+  // costly; Cornish-Fisher's t ~ z + (z^3 + z) / (4 df) for the normal
+  // deviate z is close.
+  double start = std::numeric_limits<double>::quiet_NaN();
+  const double nu_d = df.ToDouble();
+  if (nu_d > 100.0) {
+    Ball half_outer;
+    arb_mul_2exp_si(half_outer, target.outer, -1);
+    const double z = -NormalQuantileStart(half_outer);
+    const double t = z + (z * z * z + z) / (4.0 * nu_d);
+    if (t > 0.0 && std::isfinite(t)) start = (outer_form ? 1.0 : -1.0) * (std::log(nu_d) - 2.0 * std::log(t));
+  }
   QuarnFloat v;
-  bool ok = outer_form ? SolveBetaLogit(&v, a, half, target.outer, result)
-                       : SolveBetaLogit(&v, half, a, target.inner, result);
+  bool ok = outer_form ? SolveBetaLogit(&v, a, half, target.outer, result, start)
+                       : SolveBetaLogit(&v, half, a, target.inner, result, start);
   return Finish(fail, "QuarnMP_g01fbc", ok, v);
 }

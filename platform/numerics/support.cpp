@@ -12,6 +12,20 @@ namespace quarn::numerics {
 
 slong TargetBits() { return static_cast<slong>(host::WorkingBits()); }
 
+namespace {
+long g_work_left = kWorkLimit;
+}  // namespace
+
+void ResetWork() { g_work_left = kWorkLimit; }
+
+bool ChargeWork(slong prec, long steps) {
+  const long limbs = static_cast<long>(std::max<slong>(prec, 0) / 64 + 1);
+  g_work_left -= limbs * steps;
+  return g_work_left > 0;
+}
+
+bool WorkExhausted() { return g_work_left <= 0; }
+
 slong MagnitudeBits(double v) {
   double m = std::fabs(v);
   if (!(m < 1e300)) return 1100;
@@ -67,6 +81,7 @@ bool CorrectlyRounded(QuarnFloat* out, const BallFunction& eval, slong extra_bit
   bool unique = false;
   *out = floats::Compute([&](mpfr_ptr z) {
     for (;;) {
+      if (!ChargeWork(prec)) break;
       eval(r, prec);
       if (RoundUnique(z, r)) {
         unique = true;
@@ -96,9 +111,15 @@ void OneMinusExact(arb_ptr res, arb_srcptr x) {
 }
 
 void ReportPrecision(NagError* fail, const char* routine) {
+  const std::string digits = std::to_string(host::WorkingDigits());
+  if (WorkExhausted()) {
+    Fail(fail, NE_TOO_MANY_ITER,
+         std::string(routine) + " could not determine its result to the working precision (Digits = " + digits +
+             ") within its work limit.");
+    return;
+  }
   Fail(fail, NE_TOO_MANY_ITER,
-       std::string(routine) + " could not determine its result to the working precision (Digits = " +
-           std::to_string(host::WorkingDigits()) + ").");
+       std::string(routine) + " could not determine its result to the working precision (Digits = " + digits + ").");
 }
 
 QuarnFloat Evaluate(NagError* fail, const char* routine, const BallFunction& eval, slong extra_bits) {
@@ -147,6 +168,7 @@ BoundInfo Describe(Bound bound) {
     case Bound::kAny: break;
     case Bound::kPositive: return {"positive", NE_REAL_ARG_LE, NE_REAL_ARG_LE};
     case Bound::kNonNegative: return {"non-negative", NE_REAL_ARG_LT, NE_REAL_ARG_LT};
+    case Bound::kShape: return {"positive", NE_REAL_ARG_LE, NE_REAL_ARG_GT};
     case Bound::kAtMostMillion: return {"positive and at most 1e6", NE_REAL_ARG_LE, NE_REAL_ARG_GT};
     case Bound::kUnitClosed: return {"in [0, 1]", NE_REAL_ARG_LT, NE_REAL_ARG_GT};
     case Bound::kUnitOpen: return {"in (0, 1)", NE_REAL_ARG_LE, NE_REAL_ARG_GE};
@@ -156,12 +178,13 @@ BoundInfo Describe(Bound bound) {
 }
 
 // -1 below the range, 1 above it, 0 inside.
-int Position(const QuarnFloat& x, Bound bound) {
+int Position(const QuarnFloat& x, Bound bound, double shape_max) {
   switch (bound) {
     case Bound::kAny: return 0;
     case Bound::kPositive: return x > 0 ? 0 : -1;
     case Bound::kNonNegative: return x >= 0 ? 0 : -1;
-    case Bound::kAtMostMillion: return x <= 0 ? -1 : (x > 1000000 ? 1 : 0);
+    case Bound::kShape: return x <= 0 ? -1 : (x < kShapeMin ? -2 : (x > shape_max ? 1 : 0));
+    case Bound::kAtMostMillion: return x <= 0 ? -1 : (x < kShapeMin ? -2 : (x > 1000000 ? 1 : 0));
     case Bound::kUnitClosed: return x < 0 ? -1 : (x > 1 ? 1 : 0);
     case Bound::kUnitOpen: return x <= 0 ? -1 : (x >= 1 ? 1 : 0);
     case Bound::kUnitHalfOpen: return x < 0 ? -1 : (x >= 1 ? 1 : 0);
@@ -170,9 +193,14 @@ int Position(const QuarnFloat& x, Bound bound) {
 }
 
 bool CheckArg(NagError* fail, const Arg& arg) {
-  int where = Position(arg.value, arg.bound);
+  int where = Position(arg.value, arg.bound, arg.shape_max);
   if (where == 0) return true;
   BoundInfo info = Describe(arg.bound);
+  // Shapes beyond the double range: the end of the range they passed.
+  if (where == -2) info = {"at least 1e-300", NE_REAL_ARG_LT, NE_REAL_ARG_LT};
+  char at_most[32];
+  std::snprintf(at_most, sizeof at_most, "at most %g", arg.shape_max);
+  if (where == 1 && arg.bound == Bound::kShape) info = {at_most, NE_REAL_ARG_GT, NE_REAL_ARG_GT};
   // The host prints floats with a trailing point ("-1."); end the sentence
   // without doubling it.
   std::string value = host::Print(arg.value.Handle());
@@ -200,6 +228,7 @@ bool CheckTail(NagError* fail, Tails tails, Nag_TailProbability tail) {
 
 std::optional<QuarnFloat> Screen(NagError* fail, Tails tails, Nag_TailProbability tail,
                                  std::initializer_list<Arg> args) {
+  ResetWork();
   if (!CheckTail(fail, tails, tail)) return QuarnFloat(0.0);
   for (const Arg& arg : args) {
     if (IsQuarnFloatUndefined(arg.value)) {

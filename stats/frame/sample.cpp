@@ -113,7 +113,7 @@ _SampleVector::_SampleVector(QKernel kv, HostObject rtable) : source_(rtable), k
   // A sample is a vector: a table of more dimensions has no single order of
   // its elements to read it in.
   if (RTableNumDimensions(kv, rtable) != 1) {
-    QuarnRaiseError1(kv, "invalid data sample, expected: one-dimensional rtable, received %1", rtable);
+    QuarnRaiseError1(kv, "invalid data sample, expected: one-dimensional array, received %1", rtable);
   }
   size_ = RTableSize(kv, rtable);
   if (size_ == 0) return;
