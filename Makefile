@@ -1,5 +1,9 @@
 # make demo: install what is missing, build, run the tour.
-# make check: install what is missing, build (warnings as errors, UBSan), run every test.
+# make check: install what is missing, build (warnings as errors, UBSan), run every test
+#             (a short seeded fuzz round among them).
+# make fuzz:  a long fuzz round (FUZZ_CALLS calls from FUZZ_SEED) on the check build.
+# make asan:  build in build-asan with AddressSanitizer and UBSan, run every test and the
+#             fuzz round there.
 BUILD ?= build
 DEPS = g++ cmake ninja-build libmpfr-dev libgmp-dev libflint-dev libflint-arb-dev libgc-dev \
        libgtest-dev libbenchmark-dev libedit-dev python3-mpmath libboost-dev
@@ -10,7 +14,13 @@ ifneq ($(CCACHE),)
 CMAKE_FLAGS += -DCMAKE_CXX_COMPILER_LAUNCHER=$(CCACHE) -DCMAKE_C_COMPILER_LAUNCHER=$(CCACHE)
 endif
 
-.PHONY: all deps configure build check demo bench clean
+.PHONY: all deps configure build check demo bench fuzz asan clean
+
+FUZZ_CALLS ?= 1000000
+FUZZ_SEED ?= 1
+ASAN_BUILD ?= build-asan
+# The collector's heap holds what LeakSanitizer would call leaks.
+ASAN_ENV = ASAN_OPTIONS=detect_leaks=0:detect_stack_use_after_return=0 UBSAN_OPTIONS=print_stacktrace=1
 
 all: build
 
@@ -30,6 +40,14 @@ build: configure
 check: build
 	ctest --test-dir $(BUILD) --output-on-failure -j2
 
+fuzz: build
+	$(BUILD)/bin/fuzz_entries --calls $(FUZZ_CALLS) --seed $(FUZZ_SEED)
+
+asan: deps
+	@[ -f $(ASAN_BUILD)/build.ninja ] || cmake -S . -B $(ASAN_BUILD) -G Ninja $(CMAKE_FLAGS) -DQUARN_ASAN=ON
+	cmake --build $(ASAN_BUILD) -j2
+	$(ASAN_ENV) ctest --test-dir $(ASAN_BUILD) --output-on-failure -j2
+
 demo: build
 	@if [ -x $(BUILD)/bin/quarn ] && [ -f examples/tour.q ]; then \
 	  $(BUILD)/bin/quarn examples/tour.q; else $(BUILD)/bin/demo; fi
@@ -42,4 +60,4 @@ bench: deps
 	bash bench/run_distributions.sh build-bench
 
 clean:
-	rm -rf $(BUILD) build-bench
+	rm -rf $(BUILD) build-bench $(ASAN_BUILD)

@@ -15,10 +15,23 @@
 // of mp_errors.h on failure, with a message of our own: for an argument out
 // of range it names the argument, the constraint and the value received
 // ("df must be positive, received df = -1.") and the result is 0; when the
-// rounding of the result cannot be decided (NE_TOO_MANY_ITER, not expected
-// in practice) the result is the best value found. fail may be null. Nothing
-// is printed and fail->handler is not called. A NaN (undefined) float input
-// gives a NaN result with code 0 and no range checks.
+// rounding of the result cannot be decided (NE_TOO_MANY_ITER) the result is
+// the best value found. fail may be null. Nothing is printed and
+// fail->handler is not called. A NaN (undefined) float input gives a NaN
+// result with code 0 and no range checks.
+//
+// Ranges and running time. Shapes and degrees of freedom must lie in
+// [1e-300, 1e300], where the methods' double-precision estimates hold; the
+// gamma and chi-square shapes in [1e-300, 1e18] (2e18 degrees of freedom),
+// beyond which nothing here evaluates the tails next to the mean; the beta
+// and gamma deviates keep NAG's 1e6. Arguments outside are refused at once.
+// Within the ranges every call does at most kWorkLimit limb-steps of work
+// (internal.h: a series term or a solver step at the precision it runs at,
+// in 64-bit limbs): some seconds at any Digits. A call that would need more
+// fails with NE_TOO_MANY_ITER and "... could not determine its result to the
+// working precision (Digits = D) within its work limit."; with the shapes
+// in range this is rare (seen: deviates whose search passes through
+// astronomically small tails of extreme shapes at high Digits).
 //
 // Tails: Nag_LowerTail P(X <= x), Nag_UpperTail P(X > x), and for the
 // symmetric distributions (normal, t) Nag_TwoTailSignif P(|X| >= |x|) and
@@ -37,24 +50,27 @@
 // Standard normal: Phi(x) and the other tails. Fails only on an invalid tail.
 QuarnFloat QuarnMP_g01eac(Nag_TailProbability tail, QuarnFloat x, NagError* fail);
 
-// Student's t with df > 0 degrees of freedom (real df), at t. (The double
-// precision original asks for df >= 1; 0 < df < 1 is accepted here.)
+// Student's t with 1e-300 <= df <= 1e300 degrees of freedom (real df), at t.
+// (The double precision original asks for df >= 1; df < 1 is accepted here.)
 QuarnFloat QuarnMP_g01ebc(Nag_TailProbability tail, QuarnFloat t, QuarnFloat df, NagError* fail);
 
-// Chi-square with df > 0 degrees of freedom, at x >= 0 (lower or upper tail).
+// Chi-square with 1e-300 <= df <= 2e18 degrees of freedom, at x >= 0 (lower
+// or upper tail).
 QuarnFloat QuarnMP_g01ecc(Nag_TailProbability tail, QuarnFloat x, QuarnFloat df, NagError* fail);
 
-// F (variance ratio) with df1 > 0 and df2 > 0, at f >= 0 (lower or upper).
+// F (variance ratio) with df1 and df2 in [1e-300, 1e300], at f >= 0 (lower
+// or upper).
 QuarnFloat QuarnMP_g01edc(Nag_TailProbability tail, QuarnFloat f, QuarnFloat df1, QuarnFloat df2,
                           NagError* fail);
 
-// Beta(a, b) at 0 <= x <= 1, 0 < a, b <= 1e6: *p = P(X <= x), *q = P(X > x)
+// Beta(a, b) at 0 <= x <= 1, 1e-300 <= a, b <= 1e6: *p = P(X <= x), *q = P(X > x)
 // (each computed directly, not as 1 minus the other) and *pdf the density.
 // tol is ignored: results are always to the working precision.
 void QuarnMP_g01eec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat tol, QuarnFloat* p, QuarnFloat* q,
                     QuarnFloat* pdf, NagError* fail);
 
-// Gamma with shape a > 0 and scale b > 0 at g >= 0 (lower or upper tail).
+// Gamma with shape 1e-300 <= a <= 1e18 and scale b > 0 at g >= 0 (lower or
+// upper tail).
 QuarnFloat QuarnMP_g01efc(Nag_TailProbability tail, QuarnFloat g, QuarnFloat a, QuarnFloat b, NagError* fail);
 
 // ----------------------------------------------------------------- deviates
@@ -63,20 +79,21 @@ QuarnFloat QuarnMP_g01efc(Nag_TailProbability tail, QuarnFloat g, QuarnFloat a, 
 // give the positive deviate).
 QuarnFloat QuarnMP_g01fac(Nag_TailProbability tail, QuarnFloat p, NagError* fail);
 
-// Student's t deviate, 0 < p < 1, df > 0 (as for g01ebc).
+// Student's t deviate, 0 < p < 1, df as for g01ebc.
 QuarnFloat QuarnMP_g01fbc(Nag_TailProbability tail, QuarnFloat p, QuarnFloat df, NagError* fail);
 
-// Chi-square deviate (lower tail), 0 <= p < 1, df > 0.
+// Chi-square deviate (lower tail), 0 <= p < 1, df as for g01ecc.
 QuarnFloat QuarnMP_g01fcc(QuarnFloat p, QuarnFloat df, NagError* fail);
 
-// F deviate (lower tail), 0 <= p < 1, df1 > 0, df2 > 0.
+// F deviate (lower tail), 0 <= p < 1, df1 and df2 as for g01edc.
 QuarnFloat QuarnMP_g01fdc(QuarnFloat p, QuarnFloat df1, QuarnFloat df2, NagError* fail);
 
-// Beta deviate (lower tail), 0 <= p <= 1, 0 < a, b <= 1e6. tol <= 0 (and any
+// Beta deviate (lower tail), 0 <= p <= 1, 1e-300 <= a, b <= 1e6. tol <= 0 (and any
 // tol) gives the full working precision.
 QuarnFloat QuarnMP_g01fec(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat tol, NagError* fail);
 
-// Gamma deviate (lower tail) for shape a > 0 and scale b > 0, 0 <= p < 1.
+// Gamma deviate (lower tail) for shape 1e-300 <= a <= 1e6 and scale b > 0,
+// 0 <= p < 1.
 // tol as for g01fec.
 QuarnFloat QuarnMP_g01ffc(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat tol, NagError* fail);
 

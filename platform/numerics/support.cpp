@@ -200,6 +200,9 @@ bool CheckArg(NagError* fail, const Arg& arg) {
   if (where == -2) info = {"at least 1e-300", NE_REAL_ARG_LT, NE_REAL_ARG_LT};
   char at_most[32];
   std::snprintf(at_most, sizeof at_most, "at most %g", arg.shape_max);
+  std::string text = at_most;
+  if (text.find("e+") != std::string::npos) text.erase(text.find("e+") + 1, 1);  // 1e300, not 1e+300
+  std::snprintf(at_most, sizeof at_most, "%s", text.c_str());
   if (where == 1 && arg.bound == Bound::kShape) info = {at_most, NE_REAL_ARG_GT, NE_REAL_ARG_GT};
   // The host prints floats with a trailing point ("-1."); end the sentence
   // without doubling it.

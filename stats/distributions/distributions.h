@@ -13,7 +13,12 @@
 //
 // Everything is computed at the working precision Digits. Parameters are used
 // as given: nothing is validated except where a function says so, and
-// degenerate parameters give what the float arithmetic gives. Random results
+// degenerate parameters give what the float arithmetic gives. The exceptions:
+// the gamma, beta, chi-square, F and Error variates refuse a shape or number
+// of degrees of freedom that is not positive and finite (their rejection
+// steps would never end), and the library-backed families pass on the
+// numerical routines' refusals of parameters beyond their ranges
+// (numerics.h), told in the entry's names (x, u, nu, c, ...). Random results
 // come from the host's generator (a uniform float and a 32-bit integer), so
 // the host's seed reproduces them; the normal and exponential variates use
 // ziggurat tables built at the working precision and rebuilt only when it

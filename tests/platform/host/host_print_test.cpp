@@ -95,6 +95,18 @@ TEST(HostPrint, StringsContainersAndRTables) {
   int square[4] = {1, 2, 1, 2};
   EXPECT_EQ(P(RTableCreate(K(), &s, by_columns, square)),
             "Matrix(1..2, 1..2, [[1, 2], [3, 4]], datatype = integer[4])");
+
+  // Empty ranges, down to the most negative bound: no element, no count (the
+  // extent was once formed in int, and a negative one shown as unsigned).
+  s.num_dimensions = 1;
+  s.subtype = RTABLE_ARRAY;
+  s.data_type = RTABLE_DAG;
+  const int empty[][2] = {{1, 0}, {1, -3}, {1, INT32_MIN}, {INT32_MAX, INT32_MIN}};
+  for (const auto& b : empty) {
+    int bounds[2] = {b[0], b[1]};
+    EXPECT_EQ(P(RTableCreate(K(), &s, nullptr, bounds)),
+              "Array(" + std::to_string(b[0]) + ".." + std::to_string(b[1]) + ", [], datatype = anything)");
+  }
 }
 
 TEST(HostPrint, OperatorParentheses) {

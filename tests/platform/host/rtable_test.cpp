@@ -500,3 +500,48 @@ TEST(RTable, CollectorKeepsElementsAlive) {
 
 }  // namespace
 }  // namespace quarn::host
+
+namespace quarn::host {
+namespace {
+
+// An sfloat rtable holds software floats: values are evaluated to floats at
+// the working precision when the rtable is made (its zero included) and
+// when an element is assigned, in either storage; a value that is no
+// number is refused. (The library reads such rtables in place as floats.)
+TEST(RTable, SfloatElementsAreFloats) {
+  ScopedDigits digits(10);
+  struct Case {
+    HostObject value;
+    double as_double;
+  };
+  const Case cases[] = {{MakeInteger(2), 2.0}, {MakeRational(MakeInteger(1), MakeInteger(2)), 0.5},
+                        {Name("Pi"), 3.141592654}, {MakeFloat(0.25), 0.25}};
+  for (int storage : {RTABLE_RECT, RTABLE_SPARSE}) {
+    RTableSettingsRecord rts;
+    RTableGetDefaults(Kernel(), &rts);
+    rts.storage = storage;
+    rts.element_type_name = Name("sfloat");
+    int bounds[2] = {1, 2};
+    HostObject rt = RTableCreate(Kernel(), &rts, nullptr, bounds);
+    EXPECT_EQ(DoubleOf(Select(rt, {2}).dag), 0.0);
+    for (const Case& c : cases) {
+      SCOPED_TRACE(Print(c.value));
+      Assign(rt, {1}, Dag(c.value));
+      EXPECT_NEAR(DoubleOf(Select(rt, {1}).dag), c.as_double, 1e-9);
+    }
+    EXPECT_THAT(ErrorOf([&] { Assign(rt, {1}, Dag(Name("x"))); }),
+                HasSubstr("unable to store x in an rtable of data type sfloat"));
+  }
+  // Initial data given to the constructor is converted too.
+  RTableSettingsRecord rts;
+  RTableGetDefaults(Kernel(), &rts);
+  rts.element_type_name = Name("sfloat");
+  HostObject data[2] = {MakeInteger(3), MakeRational(MakeInteger(1), MakeInteger(4))};
+  int bounds[2] = {1, 2};
+  HostObject rt = RTableCreate(Kernel(), &rts, data, bounds);
+  EXPECT_EQ(DoubleOf(Select(rt, {1}).dag), 3.0);
+  EXPECT_EQ(DoubleOf(Select(rt, {2}).dag), 0.25);
+}
+
+}  // namespace
+}  // namespace quarn::host

@@ -399,6 +399,18 @@ TEST(Failures, InvalidArgumentsNameTheArgumentAndTheConstraint) {
        "a must be positive and at most 1e6, received a = 2"},
       {"gamma p", [&](NagError* f) { QuarnMP_g01ffc(minus, one, one, zero, f); }, NE_REAL_ARG_LT,
        "p must be in [0, 1), received p = -1."},
+      // Shapes and degrees of freedom beyond the range the methods reach
+      // are refused at once (they ran for minutes).
+      {"t df huge", [&](NagError* f) { QuarnMP_g01ebc(Nag_LowerTail, one, QuarnFloat(1e301), f); }, NE_REAL_ARG_GT,
+       "df must be at most 1e300, received df = 1.e301."},
+      {"F df2 tiny", [&](NagError* f) { QuarnMP_g01fdc(half, one, QuarnFloat(1e-301), f); }, NE_REAL_ARG_LT,
+       "df2 must be at least 1e-300, received df2 = 1.e-301."},
+      {"chi-square df huge", [&](NagError* f) { QuarnMP_g01fcc(half, QuarnFloat(1e20), f); }, NE_REAL_ARG_GT,
+       "df must be at most 2e18, received df = 1.e20."},
+      {"gamma shape huge", [&](NagError* f) { QuarnMP_g01efc(Nag_UpperTail, one, QuarnFloat(2e18), one, f); },
+       NE_REAL_ARG_GT, "a must be at most 1e18, received a = 2.e18."},
+      {"beta b tiny", [&](NagError* f) { QuarnMP_g01fec(half, one, QuarnFloat(1e-301), zero, f); }, NE_REAL_ARG_LT,
+       "b must be at least 1e-300, received b = 1.e-301."},
   };
   for (const FailureCase& c : cases) {
     NagError f{};
@@ -448,6 +460,31 @@ TEST(Methods, GammaSeriesAgreesWithArb) {
     EXPECT_GT(arb_rel_accuracy_bits(tail), prec - 8);
     EXPECT_TRUE(arb_overlaps(arb, series));
     EXPECT_TRUE(arb_overlaps(tail, series));
+  }
+}
+
+// Next to the mean of a large shape the dispatcher takes Arb's upper tail
+// (and its complement) instead of a series of some sqrt(2 a prec) terms; both
+// tails must agree with the series, which is slow there but exact (prec 100).
+TEST(Methods, GammaLargeShapeNearTheMeanAgreesWithTheSeries) {
+  const slong prec = 100;
+  for (double a : {1e7, 1e8}) {
+    for (double sd : {-3.0, -0.5, 0.0, 0.5, 3.0}) {
+      const double zd = std::floor(a + sd * std::sqrt(a));
+      SCOPED_TRACE(testing::Message() << "a " << a << " z " << zd);
+      nm::ResetWork();
+      nm::Ball ab, z, series, lower, upper, one;
+      arb_set_d(ab, a);
+      arb_set_d(z, zd);
+      nm::GammaLowerSeries(series, ab, z, prec);
+      nm::GammaTail(lower, ab, z, false, prec);
+      nm::GammaTail(upper, ab, z, true, prec);
+      EXPECT_GT(arb_rel_accuracy_bits(lower), prec - 48);
+      EXPECT_TRUE(arb_overlaps(lower, series));
+      arb_add(one, upper, series, prec);
+      arb_sub_ui(one, one, 1, prec);
+      EXPECT_TRUE(arb_contains_zero(one));
+    }
   }
 }
 

@@ -168,6 +168,15 @@ TEST(DataSample, UnconvertibleSamplesAreRefused) {
   EXPECT_EQ(ErrorOf([&] { _DataSample s(kv(), MakeVector(RTABLE_CXDAG, RTABLE_RECT, 1, {cx})); }),
             "unable to evaluate " + host::Print(ToQuarnComplexFloat(kv(), cx.cxdag.re, cx.cxdag.im)) +
                 " to floating-point");
+  // A sample is one-dimensional: a matrix (which was read as its first
+  // column) is refused.
+  RTableSettingsRecord rts;
+  RTableGetDefaults(kv(), &rts);
+  rts.num_dimensions = 2;
+  int bounds[4] = {1, 2, 1, 1};
+  HostObject matrix = RTableCreate(kv(), &rts, nullptr, bounds);
+  EXPECT_EQ(ErrorOf([&] { _DataSample s(kv(), matrix); }),
+            host::FormatMessage("invalid data sample, expected: one-dimensional array, received %1", matrix));
   // Refused samples release the copies they had protected (checked after
   // every test by the driver); this guards against a leak when the
   // conversion raises halfway.
@@ -212,6 +221,14 @@ TEST(OutputVector, MadeFromACountOrCheckedWhenGiven) {
   HostObject sparse = MakeVector(RTABLE_DAG, RTABLE_SPARSE, 1, {Element(0, 1.0)});
   EXPECT_EQ(ErrorOf([&] { GetOutputVector(kv(), sparse); }),
             host::FormatMessage("output array must have rectangular storage, received: %1", sparse));
+  // Sizes are non-negative 32-bit integers (a negative one made a vector
+  // 1..-3 that claimed 2^64 - 3 elements).
+  for (HostObject bad : {host::MakeInteger(-3), host::MakeFloat(2.0), host::MakeIntegerFromString("4294967296"),
+                         host::Name("x")}) {
+    EXPECT_EQ(ErrorOf([&] { GetOutputVector(kv(), bad); }),
+              host::FormatMessage("the sample size must be a non-negative integer, received: %1", bad));
+  }
+  EXPECT_EQ(SampleSize(kv(), host::MakeInteger(0)), 0);
 }
 
 TEST(DataSample, CopiesSurviveCollectionsWhileInUse) {

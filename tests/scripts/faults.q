@@ -1,0 +1,52 @@
+# Regression tests for faults found by using the library as a user would;
+# each line is the call that showed the fault.
+# Sample sizes: negative, not an integer, the most negative 32-bit integer
+# (which overflowed the printer), zero.
+QuarnNormalRandomSample(-3, 0, 1);
+QuarnBetaRandomSample(2.5, 2, 3);
+QuarnUniformRandomSample(-2^31, 2, 4);
+QuarnCauchyRandomSample(0, 0, 1);
+# Two-dimensional and sparse samples are converted whole, in any order.
+QuarnEvaluateToFloat(Matrix([[1, 2, 3], [4, 5, 6]]));
+QuarnEvaluateToFloat(Array(0..1, 2..3, [[1, 2], [3, 4]], order = C_order));
+QuarnEvaluateToFloat(Matrix([[1, 2], [3, 4]], storage = sparse));
+QuarnEvaluateToFloat(Array(1..2, 1..2, 1..2, fill = 1/4));
+# An sfloat rtable holds floats: converted when made and when assigned.
+v := Vector([2, 3, 1/2], datatype = sfloat);
+v[1] := 1/3: v;
+Vector(2, datatype = sfloat);
+Vector([1, x], datatype = sfloat);
+QuarnEvaluateToFloat(Vector([2, 3, 1/2], datatype = sfloat));
+# Shapes and degrees of freedom of the gamma-family variates (the shape < 1
+# step recursed without end).
+QuarnGammaRandomVariate(1, -10^5);
+QuarnChiSquareRandomVariate(-infinity);
+QuarnGammaRandomSample(3, 1, undefined);
+QuarnBetaRandomVariate(2, 0);
+QuarnFRatioRandomVariate(2, infinity);
+QuarnErrorRandomVariate(0, 1, -3);
+QuarnErrorRandomSample(2, 1, 1, 0);
+# The entry's name survives a callback's first call of another entry.
+QuarnBrentMethod(2, x -> QuarnNormalProbability(x, 0, 1), 0, 1, 1, 100);
+# Output arrays: read-only refused (and left alone), float[8] filled.
+R := Vector(3, readonly = true): QuarnNormalRandomSample(R, 0, 1);
+R;
+randomize(1): D := Vector(2, datatype = float[8]): QuarnNormalRandomSample(D, 0, 1): evalb(D[1] <> 0 and D[2] <> 0);
+QuarnNormalRandomSample(Vector(2, datatype = float[4]), 0, 1);
+QuarnNormalRandomSample(Vector(2, storage = sparse), 0, 1);
+# Messages name what the user wrote.
+_EnvStatisticsIterations := 1.5: QuarnErrorDeviate(0.3, x -> QuarnNormalProbability(x, 0, 1), x -> exp(-x^2/2)/sqrt(2*Pi), 0, 1, 1);
+_EnvStatisticsIterations := '_EnvStatisticsIterations':
+QuarnNormalWApprox(0.3, 2, 0.5);
+QuarnGammaProbability(-1, 1, 2);
+QuarnGammaDeviate(0.5, 1, 2e6);
+QuarnChiSquareDeviate(2, 3);
+QuarnFRatioProbability(1, -2, 3);
+# Parameters beyond the methods' range are refused at once.
+QuarnStudentTProbability(1.5, 1e400000);
+Digits := 500: QuarnStudentTDeviate(0.999, 10^1000); Digits := 10:
+QuarnChiSquareDeviate(0.3, 1e20);
+QuarnFRatioProbability(1.2, 10^1000, 5);
+QuarnFRatioDeviate(0.3, 10^1000, 5);
+Digits := 1: QuarnBetaDeviate(0.3, 2, 0.5e-5000); Digits := 10:
+Digits := 15: QuarnStudentTDeviate(0.3, 1/10^400); Digits := 10:
