@@ -219,13 +219,18 @@ double BetaSeriesTerms(double a, double b, double x, slong prec) {
 }
 
 // I_x(a, b) by the series, in the orientation given; no choice made here.
+// When the series is too long to sum but its ratios stay below 1 (x below
+// the mean), the result is the enclosure between its first term and the
+// geometric bound: wide, but enough for a complement 1 - I_x that it cannot
+// move (far tails of huge shapes).
 void BetaSeriesCore(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, slong prec) {
   if (arb_is_zero(x)) {
     arb_zero(res);
     return;
   }
   const double ad = Mid(a), bd = Mid(b), xd = Mid(x);
-  if (BetaSeriesTerms(ad, bd, xd, prec) > static_cast<double>(kMaxTerms)) {
+  const bool too_long = BetaSeriesTerms(ad, bd, xd, prec) > static_cast<double>(kMaxTerms);
+  if (too_long && xd * (ad + bd) >= ad + 1.0) {
     arb_indeterminate(res);
     return;
   }
@@ -246,6 +251,25 @@ void BetaSeriesCore(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_s
     LogBeta(t, a, b, pp);
     arb_sub(pre, pre, t, pp);
     arb_exp(pre, pre, wp);
+  }
+  if (too_long) {
+    // Every ratio is at most r = max(x (a+b) / (a+1), x) < 1: the sum lies
+    // in [1, 1 / (1 - r)].
+    Ball r, bound;
+    arb_add(r, a, b, wp);
+    arb_mul(r, r, x, wp);
+    arb_add_ui(t, a, 1, wp);
+    arb_div(r, r, t, wp);
+    arb_max(r, r, x, wp);
+    arb_sub_ui(bound, r, 1, wp);
+    arb_neg(bound, bound);
+    if (!arb_is_positive(bound)) {
+      arb_indeterminate(res);
+      return;
+    }
+    arb_div(bound, pre, bound, wp);
+    arb_union(res, pre, bound, prec);
+    return;
   }
   // sum_k (a+b)_k / (a+1)_k x^k; the ratio after t_k is
   // r_k = x (a+b+k) / (a+1+k), which moves monotonically towards x, so the

@@ -31,7 +31,7 @@ namespace quarn::numerics {
 //
 // kWorkLimit limb-steps take some seconds on a current machine (a series
 // term at one limb takes about 0.1 us, at 50 limbs, Digits 1000, some 2 us).
-constexpr long kWorkLimit = 60000000;
+constexpr long kWorkLimit = 30000000;
 
 void ResetWork();
 // Charges steps at prec bits; returns false once the limit is spent.

@@ -42,6 +42,10 @@ QuarnGammaProbability(-1, 1, 2);
 QuarnGammaDeviate(0.5, 1, 2e6);
 QuarnChiSquareDeviate(2, 3);
 QuarnFRatioProbability(1, -2, 3);
+# A signed overflow in the deviate solver: with 2^64 numerator degrees of
+# freedom the F deviate is the limit 5 / (the chi-square(5) deviate at 0.7),
+# 0.8244797966 to ten digits (mpmath).
+QuarnFRatioDeviate(0.3, 2^64, 5);
 # Parameters beyond the methods' range are refused at once.
 QuarnStudentTProbability(1.5, 1e400000);
 Digits := 500: QuarnStudentTDeviate(0.999, 10^1000); Digits := 10:
