@@ -92,6 +92,9 @@ QuarnFloat NewtonRaphson(QKernel kv, QuarnFloat target, STATS_QuarnCallbackAdapt
     xnew = x - g / d;
     if (hasLeft && xnew < leftBarrier) xnew = 0.5 * (x + leftBarrier);
     if (hasRight && xnew > rightBarrier) xnew = 0.5 * (x + rightBarrier);
+    // An undefined iterate stays undefined: the remaining iterations (there
+    // may be a billion) would end at the same result.
+    if (IsQuarnFloatUndefined(xnew)) break;
     QuarnFloat gnew = f->Evaluate(xnew) - target;
     QuarnFloat dnew = df->Evaluate(xnew);
     if (RelativeDistance(xnew, x) < tolerance) {

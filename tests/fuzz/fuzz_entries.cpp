@@ -682,7 +682,7 @@ int main(int argc, char** argv) {
     alarm(0);
     host::AssignName(iterations, nullptr);
     host::SetDigits(10);
-    if ((call + 1) % 100000 == 0) {
+    if ((call + 1) % 50000 == 0) {
       std::fprintf(stderr, "fuzz_entries: %ld calls, %ld findings\n", call + 1, findings.count);
     }
   }

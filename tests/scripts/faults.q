@@ -54,3 +54,7 @@ QuarnFRatioProbability(1.2, 10^1000, 5);
 QuarnFRatioDeviate(0.3, 10^1000, 5);
 Digits := 1: QuarnBetaDeviate(0.3, 2, 0.5e-5000); Digits := 10:
 Digits := 15: QuarnStudentTDeviate(0.3, 1/10^400); Digits := 10:
+# Newton's iteration with an undefined iterate went on to the iteration
+# limit, here a billion host calls.
+_EnvStatisticsIterations := 10^9: QuarnErrorDeviate(0.5, x -> x^3 - 2, x -> QuarnNormalProbability(x, 0, 1), 50, 20, 1e-6);
+_EnvStatisticsIterations := '_EnvStatisticsIterations':
