@@ -161,6 +161,16 @@ size_t _DataSample::CopyPointsTo(QuarnFloat* points) const {
   return Size();
 }
 
+SampleArrays ReadSample(QKernel kv, const _DataSample& sample, bool ignore_missing, bool copy) {
+  if (!ignore_missing && !copy) return {sample.Size(), sample.Points(), sample.Weights()};
+  const size_t size = sample.Size();
+  auto* points = static_cast<QuarnFloat*>(QuarnAlloc(kv, size * sizeof(QuarnFloat)));
+  QuarnFloat* weights =
+      sample.HasWeights() ? static_cast<QuarnFloat*>(QuarnAlloc(kv, size * sizeof(QuarnFloat))) : nullptr;
+  size_t n = sample.CopyTo(points, weights, ignore_missing);
+  return {n, points, weights};
+}
+
 HostObject CreateResultVector(QKernel kv, long n) {
   RTableSettingsRecord rts;
   RTableGetDefaults(kv, &rts);
