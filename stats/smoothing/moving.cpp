@@ -121,7 +121,7 @@ HostObject entry::LinearFilter(const Arguments& a) {
   const QuarnFloat* c = coefficients.Points();
   QuarnFloat* y = Room<QuarnFloat>(kv, m);
   for (size_t i = 0; i < m; ++i) {
-    ExactSum sum(0, ProductBits());
+    ExactSum sum(k, ProductBits());
     for (size_t l = 0; l < k; ++l) sum.AddProduct(c[l], work[i + k - 1 - l]);
     y[i] = sum.Total();
     if (recursive) work[i + k - 1] = y[i];
