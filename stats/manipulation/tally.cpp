@@ -33,19 +33,17 @@ struct TallyInput {
 
 // ------------------------------------------------- counting into subintervals
 
-// Cell of x among the boundaries b[0 .. length-1] (b[0] <= x), by bisection.
-long Cell(const QuarnFloat& x, const QuarnFloat* b, long length) {
-  long base = 0;
-  while (length > 1) {
-    const long half = length / 2;
-    if (x < b[base + half]) {
-      length = half;
-    } else {
-      base += half;
-      length -= half;
-    }
-  }
-  return base;
+// The cell of x among the nondecreasing boundaries b[0 .. length-1]
+// (b[0] <= x): the last i with b[i] <= x, which is what bisection finds
+// (x below b[half]: the first half, else half plus the cell in the second
+// half). It is found from a guess in double precision, guess = (x - low) *
+// scale, moved by exact comparisons until b[i] <= x < b[i + 1].
+long Cell(mpfr_srcptr x, const QuarnFloat* b, long length, double low, double scale) {
+  const double t = (mpfr_get_d(x, MPFR_RNDN) - low) * scale;
+  long i = t >= 0 && t < static_cast<double>(length) ? static_cast<long>(t) : (t >= 0 ? length - 1 : 0);
+  while (i > 0 && mpfr_cmp(x, b[i].Mpfr()) < 0) --i;
+  while (i + 1 < length && mpfr_cmp(x, b[i + 1].Mpfr()) >= 0) ++i;
+  return i;
 }
 
 // k ranges split into m equal parts each, and the count (or the weight
@@ -66,6 +64,9 @@ class Subintervals {
       for (long i = 1; i < m_; ++i) bounds_.push_back(low + step * QuarnFloat(i));
     }
     bounds_.push_back(high);
+    // The guess of Cell; for an infinite range (a single cell) any will do.
+    low_.push_back(low.ToDouble());
+    scale_.push_back(infinite ? 0.0 : static_cast<double>(m_) / (high - low).ToDouble());
   }
 
   long Ranges() const { return static_cast<long>(bounds_.size()) / (m_ + 1); }
@@ -79,14 +80,19 @@ class Subintervals {
       sums_.clear();
       for (long c = 0; c < cells; ++c) sums_.push_back(std::make_unique<ExactSum>(0, 0));
     }
+    const long ranges = Ranges();
     for (size_t i = 0; i < n; ++i) {
-      for (long j = 0; j < Ranges(); ++j) {
+      mpfr_srcptr v = x[i].Mpfr();
+      if (mpfr_nan_p(v)) continue;  // in no range
+      for (long j = 0; j < ranges; ++j) {
         const QuarnFloat* b = &bounds_[j * (m_ + 1)];
+        // The high end belongs to the last cell; below it, b[0] <= x < b[m].
+        const int to_high = mpfr_cmp(v, b[m_].Mpfr());
         long cell;
-        if (x[i] == b[m_]) {
+        if (to_high == 0) {
           cell = m_ - 1;
-        } else if (b[0] <= x[i] && x[i] < b[m_]) {
-          cell = Cell(x[i], b, m_);
+        } else if (to_high < 0 && mpfr_cmp(v, b[0].Mpfr()) >= 0) {
+          cell = Cell(v, b, m_, low_[j], scale_[j]);
         } else {
           continue;
         }
@@ -113,6 +119,7 @@ class Subintervals {
   QKernel kv_;
   long m_;
   std::vector<QuarnFloat> bounds_;  // m + 1 per range
+  std::vector<double> low_, scale_;  // per range
   std::vector<long> counts_;
   std::vector<std::unique_ptr<ExactSum>> sums_;
 };

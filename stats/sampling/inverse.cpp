@@ -118,24 +118,36 @@ class InverseSampler {
   ProcedureCall distribution_, density_;
 };
 
-// Argument i, which must be present (else `missing`, without a
-// placeholder) and pass the test (else `wrong`, with the argument as %1).
-HostObject Checked(const Arguments& a, int i, bool (*test)(QKernel, HostObject), const char* missing,
-                   const char* wrong) {
-  if (a.Count() < i) QuarnRaiseError(a.kv(), missing);
-  const HostObject h = a[i];
-  if (!test(a.kv(), h)) QuarnRaiseError1(a.kv(), wrong, h);
-  return h;
-}
-
 bool IsSampleLength(QKernel kv, HostObject h) { return IsQuarnInteger32(kv, h) && QuarnToInteger32(kv, h) > 0; }
 bool IsProcedure(QKernel kv, HostObject h) { return IsQuarnProcedure(kv, h) != 0; }
 bool IsNumeric(QKernel kv, HostObject h) { return IsQuarnNumeric(kv, h) != 0; }
 bool IsList(QKernel kv, HostObject h) { return IsQuarnList(kv, h) != 0; }
 
-long SampleLength(const Arguments& a) {
-  return QuarnToInteger32(a.kv(), Checked(a, 1, IsSampleLength, "expecting sample length as first argument",
-                                          "first argument (sample length) must be positive integer, received %1"));
+// What an argument must be: absent, it raises `missing` (no placeholder);
+// failing the test, `wrong` with the argument as %1.
+struct ArgumentRule {
+  bool (*test)(QKernel, HostObject);
+  const char* missing;
+  const char* wrong;
+};
+
+constexpr ArgumentRule kSampleLength = {IsSampleLength, "expecting sample length as first argument",
+                                        "first argument (sample length) must be positive integer, received %1"};
+
+// Arguments 1 .. N checked in order by the rules; then the optional flag
+// after them (false when absent).
+template <size_t N>
+std::vector<HostObject> CheckedArguments(const Arguments& a, const ArgumentRule (&rules)[N], bool* flag) {
+  std::vector<HostObject> args;
+  for (size_t i = 0; i < N; ++i) {
+    const int position = static_cast<int>(i) + 1;
+    if (a.Count() < position) QuarnRaiseError(a.kv(), rules[i].missing);
+    const HostObject h = a[position];
+    if (!rules[i].test(a.kv(), h)) QuarnRaiseError1(a.kv(), rules[i].wrong, h);
+    args.push_back(h);
+  }
+  *flag = a.Count() > static_cast<int>(N) && a.Bool(static_cast<int>(N) + 1);
+  return args;
 }
 
 // A random variable of the list: [name, F, f, ...].
@@ -162,19 +174,22 @@ using namespace quarnstats;
 
 HostObject entry::InverseDistributionSampleId(const Arguments& a) {
   QKernel kv = a.kv();
-  const long n = SampleLength(a);
-  const HostObject F = Checked(a, 2, IsProcedure, "expecting probability distribution as second argument",
-                               "expecting quarn procedure as second argument, received %1");
-  const HostObject f = Checked(a, 3, IsProcedure, "expecting probability density function as third argument",
-                               "expecting quarn procedure as third argument, received %1");
-  const HostObject lower = Checked(a, 4, IsNumeric, "expecting lower bound for the interval as fourth argument",
-                                   "expecting float as fourth argument, received %1");
-  const HostObject upper = Checked(a, 5, IsNumeric, "expecting upper bound for the interval as fifth argument",
-                                   "expecting float as fifth argument, received %1");
-  const HostObject eps = Checked(a, 6, IsNumeric, "expecting precision as sixth argument",
-                                 "expecting float as sixth argument, received %1");
-  const bool flag = a.Count() >= 7 && a.Bool(7);
-  const InverseSampler sampler(kv, F, f, lower, upper, eps, flag);
+  static constexpr ArgumentRule kRules[] = {
+      kSampleLength,
+      {IsProcedure, "expecting probability distribution as second argument",
+       "expecting quarn procedure as second argument, received %1"},
+      {IsProcedure, "expecting probability density function as third argument",
+       "expecting quarn procedure as third argument, received %1"},
+      {IsNumeric, "expecting lower bound for the interval as fourth argument",
+       "expecting float as fourth argument, received %1"},
+      {IsNumeric, "expecting upper bound for the interval as fifth argument",
+       "expecting float as fifth argument, received %1"},
+      {IsNumeric, "expecting precision as sixth argument", "expecting float as sixth argument, received %1"},
+  };
+  bool flag;
+  const std::vector<HostObject> args = CheckedArguments(a, kRules, &flag);
+  const long n = QuarnToInteger32(kv, args[0]);
+  const InverseSampler sampler(kv, args[1], args[2], args[3], args[4], args[5], flag);
   HostObject result = CreateResultVector(kv, n);
   auto* out = static_cast<QuarnFloat*>(RTableDataBlock(kv, result));
   for (long i = 0; i < n; ++i) out[i] = sampler.Draw();
@@ -187,16 +202,20 @@ HostObject entry::InverseDistributionSampleId(const Arguments& a) {
 // bisects).
 HostObject entry::InverseDistributionSample(const Arguments& a) {
   QKernel kv = a.kv();
-  const long n = SampleLength(a);
-  const HostObject combine = Checked(a, 2, IsProcedure, "expecting expression involving random variables as second argument",
-                                     "expecting quarn procedure as second argument, received %1");
-  const HostObject variables = Checked(a, 3, IsList, "expecting list of random variables as third argument",
-                                       "expecting list of random variables as third argument, received %1");
-  const HostObject upper = Checked(a, 4, IsNumeric, "expecting upper bound for the interval as fourth argument",
-                                   "expecting float as fourth argument, received %1");
-  const HostObject eps = Checked(a, 5, IsNumeric, "expecting precision as fifth argument",
-                                 "expecting float as fifth argument, received %1");
-  const bool flag = a.Count() >= 6 && a.Bool(6);
+  static constexpr ArgumentRule kRules[] = {
+      kSampleLength,
+      {IsProcedure, "expecting expression involving random variables as second argument",
+       "expecting quarn procedure as second argument, received %1"},
+      {IsList, "expecting list of random variables as third argument",
+       "expecting list of random variables as third argument, received %1"},
+      {IsNumeric, "expecting upper bound for the interval as fourth argument",
+       "expecting float as fourth argument, received %1"},
+      {IsNumeric, "expecting precision as fifth argument", "expecting float as fifth argument, received %1"},
+  };
+  bool flag;
+  const std::vector<HostObject> args = CheckedArguments(a, kRules, &flag);
+  const long n = QuarnToInteger32(kv, args[0]);
+  const HostObject combine = args[1], variables = args[2], upper = args[3], eps = args[4];
   const HostObject lower = FloatToHost(-FloatFromHost(upper));
   const int count = QuarnListLength(kv, variables);
   std::vector<std::unique_ptr<InverseSampler>> samplers;

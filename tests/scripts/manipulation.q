@@ -16,6 +16,9 @@ QuarnTally(v);
 # is counted in every range that holds it
 QuarnTallyInto(Vector([0.5, 1]), Vector([]), false, [0..1], 2);
 QuarnTallyInto(Vector([0.5, 1, 3]), Vector([2, 0.25, 1]), false, [0..1, 0..4], 2);
+# boundaries k/8 open cell k; just below them, the cell before
+pts := Vector([seq(k/8, k = 0..8), seq(k/8 - 2^(-20), k = 1..8)]):
+QuarnTallyInto(pts, Vector([]), false, [0..1], 8);
 QuarnTallyInto(Vector([0.5, undefined, -2]), Vector([]), true, [-infinity..0, 0..infinity], 1);
 QuarnTallyInto(Vector([0.5]), Vector([]), false, [0..infinity], 2);
 QuarnTallyInto(Vector([0.5]), Vector([]), false, 0..1, 2);
