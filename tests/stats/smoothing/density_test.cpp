@@ -9,8 +9,6 @@
 #include <mpfr.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
@@ -55,13 +53,7 @@ struct Table {
 const Table& Reference() {
   static const Table table = [] {
     Table t;
-    const char* dir = std::getenv("QUARN_SOURCE_DIR");
-    std::ifstream in(std::string(dir ? dir : ".") + "/tests/data/kernel_density.tsv");
-    EXPECT_TRUE(in.good());
-    std::string line;
-    while (std::getline(in, line)) {
-      if (line.empty() || line[0] == '#') continue;
-      std::vector<std::string> f = Split(line, '\t');
+    for (const auto& f : quarn::test::DataRows("kernel_density.tsv")) {
       if (f[0] == "phi") {
         t.phi.push_back({f[1], f[2], f[3]});
       } else if (f[0] == "case") {
@@ -86,8 +78,7 @@ HostObject Floats(const std::vector<std::string>& values) {
   RTableSettingsRecord rts;
   RTableGetDefaults(kv(), &rts);
   int bounds[2] = {1, static_cast<int>(e.size())};
-  HostObject rt = RTableCreate(kv(), &rts, e.empty() ? nullptr : e.data(), bounds);
-  return rt;
+  return RTableCreate(kv(), &rts, e.empty() ? nullptr : e.data(), bounds);
 }
 
 // The estimate of a case at the working precision, as floats.
