@@ -232,7 +232,7 @@ def covariance_and_counts(rng):
 
 def order_statistics(rng):
     levels = [Q(0), Q(1, 8), Q(1, 4), Q(3, 8), Q(1, 2), Q(5, 8), Q(7, 8), Q(1)]
-    for n in (1, 2, 5, 10, 13):
+    for n in (1, 2, 5, 10, 13, 100, 257):
         x = [Q(rng.randint(-40, 40), 4) for _ in range(n)]
         if n > 4:
             x[3] = x[1]  # a tie
@@ -256,6 +256,17 @@ def order_statistics(rng):
         idx = [1, n, -1, (n + 1) // 2, 1, -n]
         xs = sorted(x)
         row(f"QuarnOrderStatistic({vec(x)}, {idx}, 0, false)", as_list([xs[k - 1] if k > 0 else xs[n + k] for k in idx]), 0)
+    # Long samples with missing values: dropped, or kept as the largest
+    # (in place, on the sample's own array).
+    x = [U if i % 17 == 3 else Q(rng.randint(-900, 900), 8) for i in range(120)]
+    kept = [v for v in x if v is not None]
+    row(f"QuarnQuantile({vec(x)}, {levels_text(levels)}, Vector([]), true, 5, false)",
+        as_list([quantile(kept, None, p, 5) for p in levels]), 8)
+    row(f"QuarnMedian({vec(x)}, Vector([]), false, true)", median(x, None), 1)
+    row(f"QuarnOrderStatistic({vec(x)}, [1, -1, 60, -9], 0, true)",
+        as_list([sorted(kept)[k - 1] if k > 0 else sorted(kept)[len(kept) + k] for k in (1, -1, 60, -9)]), 0)
+    row(f"QuarnQuantile({vec(x)}, [0.25, 0.75], Vector([]), false, 1, true)",
+        as_list([quantile(x, None, p, 1) for p in (Q(1, 4), Q(3, 4))]), 1)
     x = [Q(2), U, Q(1), Q(3)]
     row(f"QuarnMedian({vec(x)}, Vector([]), false, false)", Q(5, 2), 0)
     row(f"QuarnMedian({vec(x)}, Vector([]), true, false)", Q(2), 0)
@@ -326,7 +337,7 @@ def fraction(pct, prec):
 
 
 def trimmed_and_winsorized(rng):
-    for n in (10, 11, 17):
+    for n in (10, 11, 17, 150):
         x = [Q(rng.randint(-500, 500), 8) for _ in range(n)]
         w = [Q(rng.randint(1, 9), 2) for _ in range(n)]
         for lo_pct, hi_pct in ((10, 90), (10, 80), (0, 100), (25, 75), (5, 60), (30, 30)):
