@@ -75,7 +75,7 @@ for task in ("mean", "variance", "median", "quantiles9", "sort", "rank"):
           f"| {'; '.join(notes) or 'met'} |")
 ratio = float(memory["ratio"])
 print()
-print(f"Median of {sys.argv[1] and ''}the sample: data {memory['data_mb']} MB, extra peak during the median "
+print(f"Median of the sample: data {memory['data_mb']} MB, extra peak during the median "
       f"{memory['median_extra_mb']} MB, peak / data = {ratio:.2f} (target at most 3): "
       f"{'met' if ratio <= 3 else 'MISSED'}")
 if ratio > 3:
