@@ -87,6 +87,23 @@ std::string Text(mpfr_srcptr x, long digits) {
   return buf;
 }
 
+// The values as the library gets them from the shell: a dense sfloat vector
+// of floats at the working precision.
+HostObject SfloatVector(const std::vector<std::pair<double, double>>& values) {
+  RTableSettingsRecord rts;
+  RTableGetDefaults(host::Kernel(), &rts);
+  rts.element_type_name = host::Name("sfloat");
+  int bounds[2] = {1, static_cast<int>(values.size())};
+  HostObject v = RTableCreate(host::Kernel(), &rts, nullptr, bounds);
+  auto* block = static_cast<HostObject*>(RTableDataBlock(host::Kernel(), v));
+  for (size_t i = 0; i < values.size(); ++i) {
+    HostObject f = host::NewFloat(host::WorkingBits(), host::WorkingDigits());
+    SetValue(host::FloatMpfr(f), values[i]);
+    block[i] = f;
+  }
+  return v;
+}
+
 HostObject Call(HostObject (*entry)(QKernel, HostObject), const std::vector<HostObject>& args) {
   return entry(host::Kernel(), host::MakeSeq(args));
 }
@@ -131,20 +148,7 @@ int Time(long n, long digits) {
   };
   const char* levels[] = {"0.1", "0.2", "0.3", "0.4", "0.5", "0.6", "0.7", "0.8", "0.9"};
 
-  // The library: a dense sfloat vector, as the shell makes it.
-  RTableSettingsRecord rts;
-  RTableGetDefaults(host::Kernel(), &rts);
-  rts.element_type_name = host::Name("sfloat");
-  int bounds[2] = {1, static_cast<int>(n)};
-  HostObject data = RTableCreate(host::Kernel(), &rts, nullptr, bounds);
-  auto* block = static_cast<HostObject*>(RTableDataBlock(host::Kernel(), data));
-  for (long i = 0; i < n; ++i) {
-    HostObject f = host::NewFloat(bits, digits);
-    SetValue(host::FloatMpfr(f), values[static_cast<size_t>(i)]);
-    block[i] = f;
-  }
-  int empty[2] = {1, 0};
-  HostObject none = RTableCreate(host::Kernel(), &rts, nullptr, empty);
+  HostObject data = SfloatVector(values), none = SfloatVector({});
   HostObject result = nullptr;
   auto nothing = [] {};
   // The levels as the shell reads 0.1, ..., 0.9, and the positions the
@@ -288,20 +292,9 @@ int Memory(long n, long digits) {
   host::SetDigits(digits);
   const auto values = Values(n);
   const double before = PeakRssMb();
-  RTableSettingsRecord rts;
-  RTableGetDefaults(host::Kernel(), &rts);
-  rts.element_type_name = host::Name("sfloat");
-  int bounds[2] = {1, static_cast<int>(n)};
-  HostObject data = RTableCreate(host::Kernel(), &rts, nullptr, bounds);
-  auto* block = static_cast<HostObject*>(RTableDataBlock(host::Kernel(), data));
-  for (long i = 0; i < n; ++i) {
-    HostObject f = host::NewFloat(host::WorkingBits(), digits);
-    SetValue(host::FloatMpfr(f), values[static_cast<size_t>(i)]);
-    block[i] = f;
-  }
+  HostObject data = SfloatVector(values);
   const double with_data = PeakRssMb();
-  int none_bounds[2] = {1, 0};
-  HostObject none = RTableCreate(host::Kernel(), &rts, nullptr, none_bounds);
+  HostObject none = SfloatVector({});
   HostObject m = Call(STATS_QuarnMedian_MP, {data, none, host::False(), host::False()});
   const double peak = PeakRssMb();
   std::printf("data_mb\t%.1f\nmedian_extra_mb\t%.1f\nratio\t%.2f\nvalue\t%s\n", with_data - before, peak - with_data,
