@@ -55,6 +55,9 @@ int32_t HostDigits(QKernel kv);
 // 10^(-digits) in double precision (0 from 324 digits on).
 double TolerancePower(int32_t digits);
 // The iteration limit of iterative code: _EnvStatisticsIterations, or 100.
+// Raises unless the variable is unassigned or an integer from 0 to
+// kMaxIterationLimit.
+constexpr long kMaxIterationLimit = 1000000;
 long IterationLimit(QKernel kv);
 
 // Argument checking with the library's messages. Expect raises `message`

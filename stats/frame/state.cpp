@@ -116,10 +116,13 @@ double TolerancePower(int32_t digits) { return std::pow(10.0, -static_cast<doubl
 long IterationLimit(QKernel kv) {
   HostObject name = ToQuarnName(kv, "_EnvStatisticsIterations", 1);
   if (!IsQuarnAssignedName(kv, name)) return 100;
-  // Named in the message: the user set the variable, not an argument.
+  // Named in the message: the user set the variable, not an argument. A
+  // million iterations bounds the time an iteration that never converges
+  // takes (a creeping Newton iteration would go on for days at 10^9).
   HostObject value = QuarnEval(kv, name);
-  if (!IsQuarnInteger64(kv, value) || QuarnToInteger64(kv, value) < 0) {
-    QuarnRaiseError1(kv, "_EnvStatisticsIterations must be a non-negative integer, received: %1", value);
+  if (!IsQuarnInteger64(kv, value) || QuarnToInteger64(kv, value) < 0 ||
+      QuarnToInteger64(kv, value) > kMaxIterationLimit) {
+    QuarnRaiseError1(kv, "_EnvStatisticsIterations must be an integer from 0 to 1000000, received: %1", value);
   }
   return QuarnToQ_INT(kv, name);
 }

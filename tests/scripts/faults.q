@@ -55,6 +55,7 @@ QuarnFRatioDeviate(0.3, 10^1000, 5);
 Digits := 1: QuarnBetaDeviate(0.3, 2, 0.5e-5000); Digits := 10:
 Digits := 15: QuarnStudentTDeviate(0.3, 1/10^400); Digits := 10:
 # Newton's iteration with an undefined iterate went on to the iteration
-# limit, here a billion host calls.
-_EnvStatisticsIterations := 10^9: QuarnErrorDeviate(0.5, x -> x^3 - 2, x -> QuarnNormalProbability(x, 0, 1), 50, 20, 1e-6);
+# limit; a creeping one ran for days with a limit of 2^40, which is refused.
+_EnvStatisticsIterations := 10^6: QuarnErrorDeviate(0.5, x -> x^3 - 2, x -> QuarnNormalProbability(x, 0, 1), 50, 20, 1e-6);
+_EnvStatisticsIterations := 2^40: QuarnErrorDeviate(0.999, x -> exp(-x)/(1 + exp(-x))^2, x -> 3*x^2, 2/39, Pi, 0.1);
 _EnvStatisticsIterations := '_EnvStatisticsIterations':
