@@ -443,12 +443,20 @@ struct Findings {
   }
 };
 
-void CheckMessage(Findings* f, const std::string& entry, const std::string& in, const std::string& message) {
+// A message may quote the arguments, which print long at a high Digits (an
+// rtable of 1000-digit floats): only what it adds to them is limited.
+void CheckMessage(Findings* f, const std::string& entry, const std::string& in, const std::string& message,
+                  const std::vector<HostObject>& args) {
   const std::string text = WithoutStrings(message);
   if (in.empty()) f->Add(entry, "an error without the entry's name", message);
   if (HasInternalText(text)) f->Add(entry, "internal text in a message", message);
   if (HasPlaceholder(text)) f->Add(entry, "an unreplaced placeholder", message);
-  if (message.size() > 10000) f->Add(entry, "a message of " + std::to_string(message.size()) + " characters", "");
+  if (message.size() > 2000) {
+    size_t quoted = 0;
+    for (HostObject a : args) quoted += host::Print(a).size();
+    if (message.size() > 2000 + quoted)
+      f->Add(entry, "a message of " + std::to_string(message.size()) + " characters", message.substr(0, 300));
+  }
   if (text.find_first_not_of(" \t\n") == std::string::npos) f->Add(entry, "an empty message", message);
 }
 
@@ -668,12 +676,12 @@ int main(int argc, char** argv) {
       if (HasInternalText(printed)) findings.Add(e.name, "internal text in a result", printed);
     } catch (const shell::EntryError& err) {
       ++raised;
-      CheckMessage(&findings, e.name, err.entry(), err.message());
+      CheckMessage(&findings, e.name, err.entry(), err.message(), args);
     } catch (const host::Error& err) {
       // An error of an argument's own procedure outside any entry, which
       // the shell reports as the host's.
       ++raised;
-      CheckMessage(&findings, e.name, "host", err.message());
+      CheckMessage(&findings, e.name, "host", err.message(), args);
     } catch (const std::exception& err) {
       findings.Add(e.name, "a C++ exception reached the user", err.what());
     } catch (...) {
