@@ -188,7 +188,16 @@ void Fail(NagError* fail, int code, const std::string& message);
 
 // The range a float argument must lie in (kAny: only checked for being
 // undefined).
-enum class Bound { kAny, kPositive, kNonNegative, kAtMostMillion, kUnitClosed, kUnitOpen, kUnitHalfOpen };
+enum class Bound {
+  kAny,
+  kPositive,
+  kNonNegative,
+  kAtMostMillion,
+  kUnitClosed,
+  kUnitOpen,
+  kUnitHalfOpen,      // [0, 1)
+  kUnitHalfOpenBelow  // (0, 1]
+};
 
 // A float argument, its name in messages, and its range.
 struct Arg {
