@@ -82,6 +82,15 @@ randomize(2024):
 QuarnNormalRandomVariate(0, 1);             # the same seed, the same variate
 Digits := 10:
 
+printf("\n== Far in the upper tail: ask for it by name\n");
+Digits := 30:
+1 - QuarnChiSquareProbability(200, 3);      # the complement of a number near 1: no digit left
+QuarnChiSquareUpperProbability(200, 3);     # P(X > 200) itself, to 30 digits
+QuarnChiSquareUpperDeviate(1e-30, 3);       # the x with P(X > x) = 1e-30 (1 - 1e-30 is 1 at 30 digits)
+QuarnNormalUpperDeviate(1e-30, 0, 1);
+QuarnChiSquareDensity(2, 3);                # the density, where the probability rises fastest
+Digits := 10:
+
 printf("\n== Root finding on your own procedures\n");
 Digits := 25:
 QuarnBrentMethod(2, x -> x^2, 0, 2, 1, 100);        # sqrt(2) to 25 digits

@@ -60,8 +60,11 @@ QuarnFloat STATS_ExponentialDeviate_MP(QKernel kv, QuarnFloat u, QuarnFloat b) {
   return Guarded(kv, [&](Guard&) { return (-b) * log1p(-u); });
 }
 
+// At q = 1 the deviate is the start of the support, 0 (not the -0 that
+// (-b) log 1 is).
 QuarnFloat STATS_ExponentialUpperDeviate_MP(QKernel kv, QuarnFloat q, QuarnFloat b) {
   CheckLevel(kv, q);
+  if (q == 1) return 0.0;
   return Guarded(kv, [&](Guard&) { return (-b) * log(q); });
 }
 
