@@ -38,6 +38,7 @@ import mpmath
 from mpmath import mp, mpf
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import gen_distribution_refs as dref  # noqa: E402
 import gen_numerics_reference as ref  # noqa: E402
 
 DIGITS = [10, 15, 30, 50, 100]
@@ -80,32 +81,6 @@ def on_support(lo, hi, fn, outside_low, outside_high):
 
 def pos(fn, below):
     return lambda x, *p: mpf(below) if x < 0 else fn(x, *p)
-
-
-def triangular(a, b, c):
-    split = (c - a) / (b - a)
-
-    def quantile(u):
-        if u < split:
-            return a + mp.sqrt(u * (b - a) * (c - a))
-        return b - mp.sqrt((1 - u) * (b - a) * (b - c))
-    return split, quantile
-
-
-def tri_cdf(x, a, b, c):
-    if x < a:
-        return mpf(0)
-    if x < c:
-        return (x - a) ** 2 / ((b - a) * (c - a))
-    if x < b:
-        return 1 - (b - x) ** 2 / ((b - a) * (b - c))
-    return mpf(1)
-
-
-def tri_pdf(x, a, b, c):
-    if x < a or x >= b:
-        return mpf(0)
-    return 2 * (x - a) / ((b - a) * (c - a)) if x < c else 2 * (b - x) / ((b - a) * (b - c))
 
 
 CLOSED = {
@@ -155,11 +130,11 @@ CLOSED = {
         "f": lambda x, a, b: mpf(0) if x < a or x > b else 1 / (b - a),
     },
     "Triangular": {
-        "P": tri_cdf, "Q": lambda x, a, b, c: 1 - tri_cdf(x, a, b, c),
-        "D": lambda u, a, b, c: triangular(a, b, c)[1](u),
+        "P": dref.triangular_cdf, "Q": lambda x, a, b, c: 1 - dref.triangular_cdf(x, a, b, c),
+        "D": dref.triangular_quantile,
         # P(X > x) = q is the lower quantile of the mirrored law at q, mirrored.
-        "UD": lambda q, a, b, c: -triangular(-b, -a, -c)[1](q),
-        "f": tri_pdf,
+        "UD": lambda q, a, b, c: -dref.triangular_quantile(q, -b, -a, -c),
+        "f": dref.triangular_pdf,
     },
 }
 

@@ -72,6 +72,15 @@ QuarnFloat GammaDeviate(NagError* fail, const char* routine, const QuarnFloat& p
   return Finish(fail, routine, ok, v);
 }
 
+// The chi-square deviate: gamma with shape df/2 and scale 2.
+QuarnFloat ChiSquareQuantile(NagError* fail, const char* routine, const QuarnFloat& p, const QuarnFloat& df,
+                             bool upper_tail) {
+  Ball a(df), two;
+  arb_mul_2exp_si(a, a, -1);
+  arb_set_ui(two, 2);
+  return GammaDeviate(fail, routine, p, a, two, upper_tail);
+}
+
 }  // namespace
 
 QuarnFloat QuarnMP_g01ecc(Nag_TailProbability tail, QuarnFloat x, QuarnFloat df, NagError* fail) {
@@ -104,10 +113,7 @@ QuarnFloat QuarnMP_g01fcc(QuarnFloat p, QuarnFloat df, NagError* fail) {
     return *early;
   }
   if (p == 0) return Exact(fail, 0.0);
-  Ball a(df), two;
-  arb_mul_2exp_si(a, a, -1);
-  arb_set_ui(two, 2);
-  return GammaDeviate(fail, "QuarnMP_g01fcc", p, a, two);
+  return ChiSquareQuantile(fail, "QuarnMP_g01fcc", p, df, false);
 }
 
 QuarnFloat QuarnMP_g01ffc(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat tol, NagError* fail) {
@@ -129,10 +135,7 @@ QuarnFloat QuarnMP_ChiSquareDeviateTail(Nag_TailProbability tail, QuarnFloat p, 
     return *early;
   }
   if (p == 1) return Exact(fail, 0.0);
-  Ball a(df), two;
-  arb_mul_2exp_si(a, a, -1);
-  arb_set_ui(two, 2);
-  return GammaDeviate(fail, "QuarnMP_ChiSquareDeviateTail", p, a, two, true);
+  return ChiSquareQuantile(fail, "QuarnMP_ChiSquareDeviateTail", p, df, true);
 }
 
 QuarnFloat QuarnMP_GammaDeviateTail(Nag_TailProbability tail, QuarnFloat p, QuarnFloat a, QuarnFloat b,

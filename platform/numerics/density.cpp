@@ -13,6 +13,13 @@
 
 using namespace quarn::numerics;
 
+void quarn::numerics::AddLogPower(arb_ptr r, arb_srcptr x, arb_srcptr e, slong shift, slong prec) {
+  Ball l, k;
+  arb_log(l, x, prec);
+  arb_sub_si(k, e, shift, prec);
+  arb_addmul(r, l, k, prec);
+}
+
 namespace {
 
 // x^(a-1) e^(-x/b) / (Gamma(a) b^a) for x >= 0, shape a and scale b (exact
@@ -31,16 +38,12 @@ QuarnFloat GammaDensity(NagError* fail, const char* routine, const QuarnFloat& x
   const slong extra = MagnitudeBits(std::fabs((ad - 1.0) * log_z) + zd + std::fabs(std::lgamma(ad)));
   return Evaluate(fail, routine, [&](arb_ptr r, slong prec) {
     const slong wp = prec + extra + 8;
-    Ball z, t;
+    Ball z;
     arb_div(z, xb, b, wp);
     arb_hypgeom_lgamma(r, a, wp);
     arb_add(r, r, z, wp);
     arb_neg(r, r);
-    if (!at0) {  // z^(a-1), left out where it is 1
-      arb_log(t, z, wp);
-      arb_sub_ui(z, a, 1, wp);
-      arb_addmul(r, t, z, wp);
-    }
+    if (!at0) AddLogPower(r, z, a, 1, wp);  // z^(a-1), left out where it is 1
     arb_exp(r, r, wp);
     arb_div(r, r, b, prec);
   }, extra);

@@ -30,6 +30,37 @@ bool BetaDeviate(QuarnFloat* out, const QuarnFloat& p, arb_srcptr a, arb_srcptr 
   });
 }
 
+// The F deviate at p on a tail, 0 < p < 1: logit B = log(df1 f / df2) for
+// B ~ Beta(df1/2, df2/2), so f = (df2 / df1) e^w.
+QuarnFloat FQuantile(NagError* fail, const char* routine, const QuarnFloat& p, const QuarnFloat& df1,
+                     const QuarnFloat& df2, bool upper_tail) {
+  Ball n1(df1), n2(df2), a, b;
+  arb_mul_2exp_si(a, n1, -1);
+  arb_mul_2exp_si(b, n2, -1);
+  QuarnFloat v;
+  bool ok = BetaDeviate(&v, p, a, b, [&](arb_ptr r, arb_srcptr w, slong prec) {
+    Ball s;
+    arb_exp(r, w, prec);
+    arb_div(s, n2, n1, prec);
+    arb_mul(r, r, s, prec);
+  }, upper_tail);
+  return Finish(fail, routine, ok, v);
+}
+
+// The beta deviate at p on a tail, 0 < p < 1: x = 1 / (1 + e^-w).
+QuarnFloat BetaQuantile(NagError* fail, const char* routine, const QuarnFloat& p, const QuarnFloat& a,
+                        const QuarnFloat& b, bool upper_tail) {
+  Ball ab(a), bb(b);
+  QuarnFloat v;
+  bool ok = BetaDeviate(&v, p, ab, bb, [&](arb_ptr r, arb_srcptr w, slong prec) {
+    arb_neg(r, w);
+    arb_exp(r, r, prec);
+    arb_add_ui(r, r, 1, prec);
+    arb_inv(r, r, prec);
+  }, upper_tail);
+  return Finish(fail, routine, ok, v);
+}
+
 // Bits that large shape parameters cost in the log-density sums.
 slong ShapeBits(const QuarnFloat& a, const QuarnFloat& b) {
   return MagnitudeBits(a.ToDouble() + b.ToDouble());
@@ -53,19 +84,11 @@ bool BetaDensity(QuarnFloat* pdf, const QuarnFloat& x, arb_srcptr xb, arb_srcptr
     return true;
   }
   return CorrectlyRounded(pdf, [&](arb_ptr r, slong prec) {
-    Ball t, e, g;
+    Ball t, g;
     slong wp = prec + extra + 8;
     arb_zero(r);
-    if (!at0) {
-      arb_log(t, xb, wp);
-      arb_sub_ui(e, ab, 1, wp);
-      arb_addmul(r, t, e, wp);
-    }
-    if (!at1) {
-      arb_log(t, yb, wp);
-      arb_sub_ui(e, bb, 1, wp);
-      arb_addmul(r, t, e, wp);
-    }
+    if (!at0) AddLogPower(r, xb, ab, 1, wp);
+    if (!at1) AddLogPower(r, yb, bb, 1, wp);
     arb_exp(r, r, wp);
     // Divided by B(a, b) = Gamma(a) Gamma(b) / Gamma(a + b).
     arb_add(t, ab, bb, wp);
@@ -145,18 +168,7 @@ QuarnFloat QuarnMP_g01fdc(QuarnFloat p, QuarnFloat df1, QuarnFloat df2, NagError
     return *early;
   }
   if (p == 0) return Exact(fail, 0.0);
-  Ball n1(df1), n2(df2), a, b;
-  arb_mul_2exp_si(a, n1, -1);
-  arb_mul_2exp_si(b, n2, -1);
-  QuarnFloat v;
-  // logit B = log(df1 f / df2), so f = (df2 / df1) e^w.
-  bool ok = BetaDeviate(&v, p, a, b, [&](arb_ptr r, arb_srcptr w, slong prec) {
-    Ball s;
-    arb_exp(r, w, prec);
-    arb_div(s, n2, n1, prec);
-    arb_mul(r, r, s, prec);
-  });
-  return Finish(fail, "QuarnMP_g01fdc", ok, v);
+  return FQuantile(fail, "QuarnMP_g01fdc", p, df1, df2, false);
 }
 
 QuarnFloat QuarnMP_g01fec(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat tol, NagError* fail) {
@@ -167,16 +179,7 @@ QuarnFloat QuarnMP_g01fec(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat t
   }
   if (p == 0) return Exact(fail, 0.0);
   if (p == 1) return Exact(fail, 1.0);
-  Ball ab(a), bb(b);
-  QuarnFloat v;
-  // x = 1 / (1 + e^-w).
-  bool ok = BetaDeviate(&v, p, ab, bb, [&](arb_ptr r, arb_srcptr w, slong prec) {
-    arb_neg(r, w);
-    arb_exp(r, r, prec);
-    arb_add_ui(r, r, 1, prec);
-    arb_inv(r, r, prec);
-  });
-  return Finish(fail, "QuarnMP_g01fec", ok, v);
+  return BetaQuantile(fail, "QuarnMP_g01fec", p, a, b, false);
 }
 
 // ------------------------------------------------------- either tail
@@ -190,17 +193,7 @@ QuarnFloat QuarnMP_FDeviateTail(Nag_TailProbability tail, QuarnFloat p, QuarnFlo
     return *early;
   }
   if (p == 1) return Exact(fail, 0.0);
-  Ball n1(df1), n2(df2), a, b;
-  arb_mul_2exp_si(a, n1, -1);
-  arb_mul_2exp_si(b, n2, -1);
-  QuarnFloat v;
-  bool ok = BetaDeviate(&v, p, a, b, [&](arb_ptr r, arb_srcptr w, slong prec) {
-    Ball s;
-    arb_exp(r, w, prec);
-    arb_div(s, n2, n1, prec);
-    arb_mul(r, r, s, prec);
-  }, true);
-  return Finish(fail, "QuarnMP_FDeviateTail", ok, v);
+  return FQuantile(fail, "QuarnMP_FDeviateTail", p, df1, df2, true);
 }
 
 QuarnFloat QuarnMP_BetaDeviateTail(Nag_TailProbability tail, QuarnFloat p, QuarnFloat a, QuarnFloat b,
@@ -213,15 +206,7 @@ QuarnFloat QuarnMP_BetaDeviateTail(Nag_TailProbability tail, QuarnFloat p, Quarn
   }
   if (p == 0) return Exact(fail, 1.0);
   if (p == 1) return Exact(fail, 0.0);
-  Ball ab(a), bb(b);
-  QuarnFloat v;
-  bool ok = BetaDeviate(&v, p, ab, bb, [&](arb_ptr r, arb_srcptr w, slong prec) {
-    arb_neg(r, w);
-    arb_exp(r, r, prec);
-    arb_add_ui(r, r, 1, prec);
-    arb_inv(r, r, prec);
-  }, true);
-  return Finish(fail, "QuarnMP_BetaDeviateTail", ok, v);
+  return BetaQuantile(fail, "QuarnMP_BetaDeviateTail", p, a, b, true);
 }
 
 // ---------------------------------------------------------------- densities
@@ -259,26 +244,19 @@ QuarnFloat QuarnMP_FDensity(QuarnFloat f, QuarnFloat df1, QuarnFloat df2, NagErr
   const slong extra = ShapeBits(df1, df2) + MagnitudeBits((d1 + d2) * std::fabs(std::log(1.0 + d1 * fd / d2)));
   return Evaluate(fail, "QuarnMP_FDensity", [&](arb_ptr r, slong prec) {
     const slong wp = prec + extra + 8;
-    Ball x, y, s, t;
+    Ball x, y, s;
     arb_mul(x, n1, fb, wp);
     arb_add(s, x, n2, wp);
     arb_div(x, x, s, wp);
     arb_div(y, n2, s, wp);
-    // (b + 1) log y + log(df1 / df2) - log B(a, b), and (a - 1) log x
+    // log(df1 / df2) - log B(a, b) + (b + 1) log y, and (a - 1) log x
     // unless the exponent is 0 (at f = 0 with df1 = 2 the factor is 1).
-    arb_log(s, y, wp);
-    arb_add_ui(t, b, 1, wp);
-    arb_mul(r, s, t, wp);
-    arb_div(s, n1, n2, wp);
-    arb_log(s, s, wp);
-    arb_add(r, r, s, wp);
+    arb_div(r, n1, n2, wp);
+    arb_log(r, r, wp);
     LogBeta(s, a, b, wp);
     arb_sub(r, r, s, wp);
-    if (!at0) {
-      arb_log(s, x, wp);
-      arb_sub_ui(t, a, 1, wp);
-      arb_addmul(r, s, t, wp);
-    }
+    AddLogPower(r, y, b, -1, wp);
+    if (!at0) AddLogPower(r, x, a, 1, wp);
     arb_exp(r, r, prec);
   }, extra);
 }

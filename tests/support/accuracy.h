@@ -5,6 +5,7 @@
 #ifndef QUARN_TESTS_SUPPORT_ACCURACY_H
 #define QUARN_TESTS_SUPPORT_ACCURACY_H
 
+#include <gtest/gtest.h>
 #include <mpfr.h>
 
 #include <algorithm>
@@ -68,9 +69,15 @@ inline UlpError MeasureUlps(mpfr_srcptr got, const std::string& ref_text, long d
 }
 
 // The worst errors per function and Digits, with the row of the largest
-// decimal error.
-class AccuracyReport {
+// decimal error; a test environment that prints them as a Markdown section
+// headed `title` (the first column headed `what`) when the tests end, and
+// appends it to $QUARN_ACCURACY_REPORT when that is set. Register one with
+// testing::AddGlobalTestEnvironment.
+class AccuracyReport : public testing::Environment {
  public:
+  AccuracyReport(std::string title, std::string intro, std::string what)
+      : title_(std::move(title)), intro_(std::move(intro)), what_(std::move(what)) {}
+
   void Add(const std::string& name, long digits, const UlpError& e, const std::string& where) {
     Worst& w = worst_[{name, digits}];
     ++w.rows;
@@ -81,12 +88,20 @@ class AccuracyReport {
     }
   }
 
-  bool empty() const { return worst_.empty(); }
+  void TearDown() override {
+    if (worst_.empty()) return;
+    std::string table = Markdown();
+    std::printf("\n%s:\n%s\n", title_.c_str(), table.c_str());
+    if (const char* path = std::getenv("QUARN_ACCURACY_REPORT")) {
+      std::ofstream out(path, std::ios::app);
+      out << "## " << title_ << "\n\n" << intro_ << "\n\n" << table << "\n";
+    }
+  }
 
-  // A Markdown table whose first column is headed `what`.
-  std::string Markdown(const char* what) const {
+ private:
+  std::string Markdown() const {
     std::ostringstream md;
-    md << "| " << what << " | Digits | rows | worst (binary ulps) | worst (decimal ulps, printed) | worst row |\n";
+    md << "| " << what_ << " | Digits | rows | worst (binary ulps) | worst (decimal ulps, printed) | worst row |\n";
     md << "|---|---|---|---|---|---|\n";
     for (const auto& [key, w] : worst_) {
       char line[512];
@@ -97,24 +112,13 @@ class AccuracyReport {
     return md.str();
   }
 
-  // Prints the section and appends it to $QUARN_ACCURACY_REPORT when set.
-  void Publish(const std::string& title, const std::string& intro, const char* what) const {
-    if (empty()) return;
-    std::string table = Markdown(what);
-    std::printf("\n%s:\n%s\n", title.c_str(), table.c_str());
-    if (const char* path = std::getenv("QUARN_ACCURACY_REPORT")) {
-      std::ofstream out(path, std::ios::app);
-      out << "## " << title << "\n\n" << intro << "\n\n" << table << "\n";
-    }
-  }
-
- private:
   struct Worst {
     double binary = 0.0;
     double decimal = 0.0;
     int rows = 0;
     std::string where;
   };
+  std::string title_, intro_, what_;
   std::map<std::pair<std::string, long>, Worst> worst_;
 };
 

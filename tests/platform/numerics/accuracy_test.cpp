@@ -159,24 +159,11 @@ const std::vector<Routine>& Routines() {
 
 // ------------------------------------------------------------------- report
 
-AccuracyReport& Report() {
-  static auto* report = new AccuracyReport;
-  return *report;
-}
-
-// Prints the worst errors per routine and Digits after all tests, and appends
-// them as a Markdown section to $QUARN_ACCURACY_REPORT when that is set.
-class ReportPrinter : public testing::Environment {
- public:
-  void TearDown() override {
-    Report().Publish("The numerical routines",
-                     "Worst error per routine and Digits against tests/data/numerics_*.tsv (mpmath, "
-                     "tools/gen_numerics_reference.py), from tests/platform/numerics/accuracy_test.cpp.",
-                     "routine");
-  }
-};
-
-[[maybe_unused]] testing::Environment* const kReportPrinter = testing::AddGlobalTestEnvironment(new ReportPrinter);
+AccuracyReport* const kReport = static_cast<AccuracyReport*>(testing::AddGlobalTestEnvironment(new AccuracyReport(
+    "The numerical routines",
+    "Worst error per routine and Digits against tests/data/numerics_*.tsv (mpmath, tools/gen_numerics_reference.py), "
+    "from tests/platform/numerics/accuracy_test.cpp.",
+    "routine")));
 
 class ReferenceTable : public testing::TestWithParam<Routine> {};
 
@@ -200,7 +187,7 @@ TEST_P(ReferenceTable, WithinOneUlpAtEveryDigits) {
       // Correctly rounded in binary, hence within 1 ulp printed in decimal.
       EXPECT_LE(e.binary_ulps, 0.501) << name << " got " << host::Print(got[i].Handle());
       EXPECT_LE(e.decimal_ulps, 1.0) << name << " got " << host::Print(got[i].Handle());
-      Report().Add(name, r.digits, e, "line " + std::to_string(r.line));
+      kReport->Add(name, r.digits, e, "line " + std::to_string(r.line));
     }
   }
 }

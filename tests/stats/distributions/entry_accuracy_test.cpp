@@ -21,24 +21,13 @@ using namespace quarn::test;
 
 namespace {
 
-AccuracyReport& Report() {
-  static auto* report = new AccuracyReport;
-  return *report;
-}
-
-class ReportPrinter : public testing::Environment {
- public:
-  void TearDown() override {
-    Report().Publish("The distribution entries",
-                     "Worst error per host entry and Digits against tests/data/entry_accuracy.tsv (mpmath, "
-                     "tools/gen_entry_accuracy.py), from tests/stats/distributions/entry_accuracy_test.cpp. "
-                     "Inputs are exact binary fractions chosen where formulas cancel (small x, levels near 0 and 1, "
-                     "far tails, ends of a support, deviates near 0 with a nonzero location).",
-                     "entry");
-  }
-};
-
-[[maybe_unused]] testing::Environment* const kReportPrinter = testing::AddGlobalTestEnvironment(new ReportPrinter);
+AccuracyReport* const kReport = static_cast<AccuracyReport*>(testing::AddGlobalTestEnvironment(new AccuracyReport(
+    "The distribution entries",
+    "Worst error per host entry and Digits against tests/data/entry_accuracy.tsv (mpmath, "
+    "tools/gen_entry_accuracy.py), from tests/stats/distributions/entry_accuracy_test.cpp. Inputs are exact binary "
+    "fractions chosen where formulas cancel (small x, levels near 0 and 1, far tails, ends of a support, deviates "
+    "near 0 with a nonzero location).",
+    "entry")));
 
 // A hexadecimal input at the working precision, exactly.
 HostObject ExactInput(const std::string& hex) {
@@ -72,7 +61,7 @@ TEST(EntryAccuracy, WithinOneUlpOfTheExactFunction) {
       QuarnFloat value(got);
       UlpError e = MeasureUlps(value.Mpfr(), row[2], digits, static_cast<long>(host::WorkingBits()));
       EXPECT_LE(e.binary_ulps, 1.0) << "got " << host::Print(got) << ", exact " << row[2].substr(0, digits + 8);
-      Report().Add(row[0], digits, e, where);
+      kReport->Add(row[0], digits, e, where);
     }
   }
 }
