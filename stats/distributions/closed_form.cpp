@@ -115,10 +115,14 @@ QuarnFloat STATS_GumbelUpperDeviate_MP(QKernel kv, QuarnFloat q, QuarnFloat a, Q
   return Guarded(kv, [&](Guard& g) { return g.Add(a, -(b * GumbelQuantile(g, -log1p(-q)))); });
 }
 
+// e exp(-e) / b, which is 0 where e is infinite (x = -infinity, or e beyond
+// the float range) rather than infinity times 0.
 QuarnFloat STATS_GumbelDensity_MP(QKernel kv, QuarnFloat x, QuarnFloat a, QuarnFloat b) {
+  if (IsQuarnFloatNegativeInfinity(x)) return 0.0;
   return Guarded(kv, [&](Guard& g) {
     QuarnFloat v = (-(x - a)) / b;
     QuarnFloat e = GumbelInner(g, v);
+    if (IsQuarnFloatInfinity(e)) return QuarnFloat(0.0);
     return e * GumbelOuter(g, v, e) / b;
   });
 }
@@ -253,6 +257,7 @@ QuarnFloat STATS_TriangularUpperDeviate_MP(QKernel kv, QuarnFloat q, QuarnFloat 
 }
 
 QuarnFloat STATS_TriangularDensity_MP(QKernel kv, QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat c) {
+  if (IsQuarnFloatUndefined(x)) return x;
   if (x < a) return 0.0;
   if (x < c) return Guarded(kv, [&](Guard&) { return 2.0 * (x - a) / ((b - a) * (c - a)); });
   if (x < b) return Guarded(kv, [&](Guard&) { return 2.0 * (b - x) / ((b - a) * (b - c)); });
@@ -283,6 +288,7 @@ QuarnFloat STATS_UniformUpperDeviate_MP(QKernel kv, QuarnFloat q, QuarnFloat a, 
 }
 
 QuarnFloat STATS_UniformDensity_MP(QKernel kv, QuarnFloat x, QuarnFloat a, QuarnFloat b) {
+  if (IsQuarnFloatUndefined(x)) return x;
   if (x < a || x > b) return 0.0;
   return Guarded(kv, [&](Guard&) { return 1.0 / (b - a); });
 }

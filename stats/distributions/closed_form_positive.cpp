@@ -154,6 +154,7 @@ QuarnFloat STATS_PowerUpperDeviate_MP(QKernel kv, QuarnFloat q, QuarnFloat b, Qu
 
 // c x^(c-1) / b^c = (c/b) (x/b)^(c-1) on [0, b].
 QuarnFloat STATS_PowerDensity_MP(QKernel kv, QuarnFloat x, QuarnFloat b, QuarnFloat c) {
+  if (IsQuarnFloatUndefined(x)) return x;
   if (x < 0 || x > b) return 0.0;
   return Guarded(kv, [&](Guard& g) { return ScaledPower(g, c / b, x / b, c - 1.0); });
 }
@@ -186,7 +187,7 @@ QuarnFloat STATS_RayleighUpperDeviate_MP(QKernel kv, QuarnFloat q, QuarnFloat b)
 }
 
 QuarnFloat STATS_RayleighDensity_MP(QKernel kv, QuarnFloat x, QuarnFloat b) {
-  if (x < 0) return 0.0;
+  if (x < 0 || IsQuarnFloatInfinity(x)) return 0.0;
   return Guarded(kv, [&](Guard& g) { return x / (b * b) * ExpOfNegative(g, RayleighExponent(x, b)); });
 }
 
@@ -227,7 +228,7 @@ QuarnFloat STATS_WeibullUpperDeviate_MP(QKernel kv, QuarnFloat q, QuarnFloat b, 
 
 // (c/b) (x/b)^(c-1) exp(-(x/b)^c).
 QuarnFloat STATS_WeibullDensity_MP(QKernel kv, QuarnFloat x, QuarnFloat b, QuarnFloat c) {
-  if (x < 0) return 0.0;
+  if (x < 0 || IsQuarnFloatInfinity(x)) return 0.0;
   return Guarded(kv, [&](Guard& g) {
     QuarnFloat s = WeibullPower(g, x, b, c);
     g.Condition(s.ToDouble() * (1.0 + c.ToDouble()));

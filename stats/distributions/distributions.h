@@ -33,9 +33,10 @@
 // probabilities, deviates and densities are the numerical routines' (a
 // routine's failure is raised with its own message); the normal ones too,
 // from a standardised argument formed with guard digits, and the normal
-// deviate is refined by Newton's method above 14 digits. Variates are inversions of the deviate except where a family
-// has its own algorithm (Marsaglia-Tsang ziggurats, Marsaglia-Tsang gamma,
-// Michael-Schucany-Haas inverse Gaussian, rejection for Moyal).
+// deviate is refined by Newton's method above 14 digits. Variates are
+// inversions of the deviate except where a family has its own algorithm
+// (Marsaglia-Tsang ziggurats, Marsaglia-Tsang gamma, Michael-Schucany-Haas
+// inverse Gaussian, rejection for Moyal).
 #ifndef QUARN_STATS_DISTRIBUTIONS_DISTRIBUTIONS_H
 #define QUARN_STATS_DISTRIBUTIONS_DISTRIBUTIONS_H
 

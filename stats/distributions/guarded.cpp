@@ -46,7 +46,11 @@ bool SameFloat(const QuarnFloat& a, const QuarnFloat& b) {
 
 void Guard::Lose(double bits) { lost_bits_ = std::max(lost_bits_, bits); }
 
-void Guard::Condition(double c) { Lose(std::isfinite(c) ? std::log2(1.0 + std::fabs(c)) : kTotalLoss); }
+// (A NaN condition comes of an undefined input, whose value no guard changes.)
+void Guard::Condition(double c) {
+  if (std::isnan(c)) return;
+  Lose(std::isfinite(c) ? std::log2(1.0 + std::fabs(c)) : kTotalLoss);
+}
 
 QuarnFloat Guard::Add(const QuarnFloat& a, const QuarnFloat& b) {
   QuarnFloat sum = a + b;

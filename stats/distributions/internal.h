@@ -70,7 +70,7 @@ QuarnFloat HostPi(QKernel kv);
 class Guard {
  public:
   // The next step multiplies the relative error of its inputs by about |c|
-  // (infinite or NaN: by more than any guard covers).
+  // (infinite: by more than any guard covers; NaN: nothing to cover).
   void Condition(double c);
   // a + b, noting the bits that cancel.
   QuarnFloat Add(const QuarnFloat& a, const QuarnFloat& b);

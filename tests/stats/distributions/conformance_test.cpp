@@ -300,6 +300,13 @@ TEST(DistributionTable, UpperTailsAndDensityMatchTheProbability) {
       double f = ToDouble(Evaluate(density, Args(c, host::MakeFloat(x))));
       EXPECT_NEAR(f, slope, 1e-4 * std::max(1.0, f)) << "x = " << x;
     }
+    // No infinity times 0: the density vanishes at infinity (where the
+    // family's routine does not refuse it), and undefined stays undefined.
+    HostObject at_infinity = nullptr;
+    if (ErrorOf([&] { at_infinity = Call(density, Args(c, host::FloatInfinity(1))); }).empty()) {
+      EXPECT_EQ(ToDouble(at_infinity), 0.0);
+    }
+    EXPECT_TRUE(IsQuarnFloatUndefined(QuarnFloat(Evaluate(density, Args(c, host::FloatUndefined())))));
     for (double level : {0.0625, 0.25, 0.5, 0.875}) {  // exact, and so is 1 - level
       QuarnFloat from_upper(Evaluate(upper_deviate, Args(c, host::MakeFloat(level))));
       QuarnFloat from_lower(Evaluate(deviate, Args(c, host::MakeFloat(1 - level))));
