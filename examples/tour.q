@@ -121,6 +121,18 @@ QuarnBrentMethod(2, x -> x^2, 0, 2, 1, 100);        # sqrt(2) to 25 digits
 QuarnNewtonRaphsonSafe(0, x -> cos(x) - x, x -> -sin(x) - 1, 0.5, 0, 1, 1, 100);   # cos(x) = x
 Digits := 10:
 
+printf("\n== Smoothing: a kernel density estimate and a moving median\n");
+Digits := 20:
+data := Vector([2.1, 2.4, 2.5, 3.0, 3.2, 3.3, 3.9, 5.6, 5.8, 6.1]):
+QuarnKernelBounds(data);                    # where the data lie
+# Gaussian kernel, bandwidth 0.5, 32 nodes on [0, 8]: the density at
+# 0, 8/31, 16/31, ..., 8 (binned, transformed, smoothed, transformed back)
+fhat := QuarnKernelDensity(data, Vector([]), 0, 0.5, 32, true, 0, 8);
+evalf(add(fhat[i], i = 1..32) * 8/31, 5);   # 32/31, about 1: the nodes sum to N/(b - a)
+# the median of every window of 3, the first value kept in front
+QuarnMovingMedian(Vector([5, 1, 4, 2, 30, 3, 8]), 3, 1, Vector([]), false, false);
+Digits := 10:
+
 printf("\n== Errors name the entry they came from\n");
 try
   QuarnEvaluateToFloat(v, 2)

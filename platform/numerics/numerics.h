@@ -156,4 +156,26 @@ typedef long (*QuarnMP_Compare)(const void* a, const void* b);
 void QuarnMP_m01dsc(const void* vec, size_t n, ptrdiff_t stride, QuarnMP_Compare compare, Nag_SortOrder order,
                     unsigned int ranks[], NagError* fail);
 
+// ------------------------------------------------------ Fourier transforms
+// The Fortran routines: every argument by address, failures in ifail (0 on
+// success, 1 for n < 1, whatever ifail held on entry). work holds n floats of
+// scratch. Any length n >= 1 is accepted. Outputs are correctly rounded to
+// the working precision (an output within 2^-(2p + 32) of the largest
+// output's magnitude may be returned as 0, p the working precision in bits);
+// an undefined or infinite input makes every output undefined.
+//
+// Hermitian storage of a sequence z of length n with z[n-k] = conj(z[k]):
+// x[0] = Re z[0]; x[k] = Re z[k] for 1 <= k <= n/2; x[n-k] = Im z[k] for
+// 1 <= k <= (n-1)/2.
+
+// Real sequence x to its transform (1/sqrt(n)) sum_j x[j] e^(-2 pi i j k/n),
+// in Hermitian storage, in place.
+void QuarnMP_c06faf_(QuarnFloat* x, const long* n, QuarnFloat* work, long* ifail);
+// Hermitian sequence (in Hermitian storage) to the real sequence
+// (1/sqrt(n)) sum_j z[j] e^(-2 pi i j k/n), in place.
+void QuarnMP_c06fbf_(QuarnFloat* x, const long* n, QuarnFloat* work, long* ifail);
+// Conjugates a Hermitian sequence in Hermitian storage: negates x[k] for
+// n/2 < k < n, exactly. c06faf, c06gbf, c06fbf in turn give back the input.
+void QuarnMP_c06gbf_(QuarnFloat* x, const long* n, long* ifail);
+
 #endif
