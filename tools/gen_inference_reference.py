@@ -31,18 +31,9 @@ from fractions import Fraction
 import mpmath
 from mpmath import mp, mpf
 
+from gen_numerics_reference import dy, hexf  # 40-bit binary fractions, hex floats
+
 OUT_DIGITS = 80  # significant digits written for every reference value
-
-
-def dy(x, bits=40):
-    if x == 0:
-        return 0.0
-    m, e = math.frexp(x)
-    return math.ldexp(round(m * 2 ** bits) / 2 ** bits, e)
-
-
-def hexf(x):
-    return float(x).hex()
 
 
 def dec(v):

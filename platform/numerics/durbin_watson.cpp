@@ -34,9 +34,74 @@ struct ImhofTerms {
   slong m;
 };
 
-// sin(theta(t)) / rho(t) at t = e^s. Real s goes through real atan and
-// log1p; a complex box through complex logarithms, which report a branch
-// cut by an indeterminate result where the integrator asks for analyticity.
+// theta and log rho at a real t from z = prod (1 + i a_j t), without a
+// transcendental call per term: 2 theta = arg z + 2 pi k and rho^2 = |z|.
+// The product is carried as an exact point z~ and a relative error bound D,
+// z = z~ (1 + eta) with |eta| <= D: each step multiplies the point by the
+// factor's ball and moves the box's half-diagonal into D. (Boxes carried
+// through the product would inflate at every turn of z, the wrapping
+// effect.) Then |arg(1 + eta)| <= asin D <= 2D and |log|1 + eta|| <= 2D for
+// D <= 1/2, and k is the whole number of turns between the double-precision
+// sum of the atans (off by some 1e-13) and arg z~. Returns false, leaving
+// the work to the caller, when D is not small.
+bool SumsByProduct(arb_ptr theta, arb_ptr logrho, arb_srcptr t, const BallVector& a, slong m, slong prec) {
+  const slong wp = prec + 2 * MagnitudeBits(static_cast<double>(m));
+  const double td = arf_get_d(arb_midref(t), ARF_RND_NEAR);
+  double phase = 0;
+  acb_t z, f;
+  acb_init(z);
+  acb_init(f);
+  acb_one(z);
+  arb_one(acb_realref(f));
+  mag_t d, step, low, other;
+  mag_init(d);
+  mag_init(step);
+  mag_init(low);
+  mag_init(other);
+  for (slong j = 0; j < m; ++j) {
+    arb_mul(acb_imagref(f), a[j], t, wp);
+    acb_mul(z, z, f, wp);
+    // step >= |box half-diagonal| / |midpoint|; |z| >= 1 keeps the midpoint off 0.
+    mag_hypot(step, arb_radref(acb_realref(z)), arb_radref(acb_imagref(z)));
+    arf_get_mag_lower(low, arb_midref(acb_realref(z)));
+    arf_get_mag_lower(other, arb_midref(acb_imagref(z)));
+    mag_max(low, low, other);
+    mag_div(step, step, low);
+    mag_mul(other, d, step);
+    mag_add(d, d, step);
+    mag_add(d, d, other);
+    acb_get_mid(z, z);
+    phase += std::atan(arf_get_d(arb_midref(a[j]), ARF_RND_NEAR) * td);
+  }
+  const bool small = mag_cmp_2exp_si(d, -8) < 0;
+  if (small) {
+    Ball turn;
+    mag_mul_2exp_si(d, d, 1);  // 2D
+    acb_arg(theta, z, prec);
+    arb_const_pi(turn, prec);
+    arb_mul_2exp_si(turn, turn, 1);
+    const double k = std::nearbyint((phase - arf_get_d(arb_midref(theta), ARF_RND_NEAR)) / (2 * M_PI));
+    arb_addmul_si(theta, turn, static_cast<slong>(k), prec);
+    arb_add_error_mag(theta, d);
+    arb_mul_2exp_si(theta, theta, -1);
+    acb_abs(logrho, z, prec);
+    arb_log(logrho, logrho, prec);
+    arb_add_error_mag(logrho, d);
+    arb_mul_2exp_si(logrho, logrho, -1);
+  }
+  mag_clear(d);
+  mag_clear(step);
+  mag_clear(low);
+  mag_clear(other);
+  acb_clear(z);
+  acb_clear(f);
+  return small;
+}
+
+// sin(theta(t)) / rho(t) at t = e^s. A real point goes through the product
+// above, a real segment through real atan and log1p, a complex box through
+// complex logarithms, which report a branch cut by an indeterminate result
+// where the integrator asks for analyticity.
 int Integrand(acb_ptr out, const acb_t s, void* param, slong order, slong prec) {
   const ImhofTerms& terms = *static_cast<const ImhofTerms*>(param);
   const BallVector& a = *terms.a;
@@ -49,17 +114,22 @@ int Integrand(acb_ptr out, const acb_t s, void* param, slong order, slong prec) 
   acb_init(lm);
   acb_exp(t, s, prec);
   if (order == 0 && acb_is_real(t)) {
-    Ball x, v;
-    for (slong j = 0; j < terms.m; ++j) {
-      arb_mul(x, a[j], acb_realref(t), prec);
-      arb_atan(v, x, prec);
-      arb_add(acb_realref(theta), acb_realref(theta), v, prec);
-      arb_sqr(x, x, prec);
-      arb_log1p(v, x, prec);
-      arb_add(acb_realref(logrho), acb_realref(logrho), v, prec);
+    // Points (Gauss-Legendre nodes) by the product; a wide segment by the
+    // monotone atan and log1p, which enclose it far more tightly.
+    const bool point = arb_rel_accuracy_bits(acb_realref(t)) > prec / 2;
+    if (!point || !SumsByProduct(acb_realref(theta), acb_realref(logrho), acb_realref(t), a, terms.m, prec)) {
+      Ball x, v;
+      for (slong j = 0; j < terms.m; ++j) {
+        arb_mul(x, a[j], acb_realref(t), prec);
+        arb_atan(v, x, prec);
+        arb_add(acb_realref(theta), acb_realref(theta), v, prec);
+        arb_sqr(x, x, prec);
+        arb_log1p(v, x, prec);
+        arb_add(acb_realref(logrho), acb_realref(logrho), v, prec);
+      }
+      arb_mul_2exp_si(acb_realref(theta), acb_realref(theta), -1);
+      arb_mul_2exp_si(acb_realref(logrho), acb_realref(logrho), -2);
     }
-    arb_mul_2exp_si(acb_realref(theta), acb_realref(theta), -1);
-    arb_mul_2exp_si(acb_realref(logrho), acb_realref(logrho), -2);
   } else {
     // atan(w) = (i/2)(log(1 - i w) - log(1 + i w)); log(1 + w^2) is the sum.
     for (slong j = 0; j < terms.m; ++j) {
@@ -92,7 +162,8 @@ int Integrand(acb_ptr out, const acb_t s, void* param, slong order, slong prec) 
   return 0;
 }
 
-// P(sum a_j u_j^2 <= 0) at prec for the m nonzero a_j of both signs.
+}  // namespace
+
 void ImhofProbability(arb_ptr out, const BallVector& a, slong m, slong prec) {
   // Ends of the range in s = log t, chosen in double precision; their
   // neglected integrals are bounded rigorously below.
@@ -164,6 +235,8 @@ void ImhofProbability(arb_ptr out, const BallVector& a, slong m, slong prec) {
   acb_clear(hi);
 }
 
+namespace {
+
 // P(sum_{j in [first, first + m)} (l_j - d) u_j^2 <= 0) at prec, d a ball.
 // Terms whose coefficient is exactly 0 (d equal to an eigenvalue) drop out;
 // such a coefficient shows as a ball around 0 that no precision resolves,
@@ -197,6 +270,65 @@ void BoundProbability(arb_ptr out, long n, long first, long m, arb_srcptr d, slo
     arb_one(out);
   } else {
     ImhofProbability(out, a, kept, prec);
+  }
+}
+
+// About -log2 P(sum a_j u_j^2 <= 0), from the saddlepoint approximation of
+// Lugannani and Rice in double precision (a few per cent off in the far
+// tail, which is all it is used for: the bits an absolute integral loses to
+// a tiny probability). The cumulant generating function is
+// K(s) = -1/2 sum log(1 - 2 s a_j), and K'(s) = sum a_j / (1 - 2 s a_j) = 0
+// has its root between 1 / (2 min a) < 0 and 1 / (2 max a) > 0.
+double TailBits(const std::vector<double>& v) {
+  double lo = -1e300, hi = 1e300;
+  for (double x : v) {
+    if (x < 0) lo = std::max(lo, 1 / (2 * x));
+    if (x > 0) hi = std::min(hi, 1 / (2 * x));
+  }
+  if (lo == -1e300 || hi == 1e300) return 0;  // one sign: P is 0 or 1, decided exactly
+  auto k1 = [&](double s) {
+    double r = 0;
+    for (double x : v) r += x / (1 - 2 * s * x);
+    return r;
+  };
+  for (int it = 0; it < 200 && hi - lo > 1e-15 * (std::fabs(lo) + std::fabs(hi)); ++it) {
+    const double mid = lo + (hi - lo) / 2;
+    (k1(mid) > 0 ? hi : lo) = mid;
+  }
+  const double s = lo + (hi - lo) / 2;
+  double k = 0, k2 = 0;
+  for (double x : v) {
+    k -= std::log1p(-2 * s * x) / 2;
+    k2 += 2 * x * x / ((1 - 2 * s * x) * (1 - 2 * s * x));
+  }
+  const double w = (s < 0 ? -1 : 1) * std::sqrt(std::max(0.0, -2 * k)), u = s * std::sqrt(k2);
+  if (!(w < -1) || !(u < 0)) return 0;  // P is not small
+  // Far in the lower tail P ~ phi(w) / |u|.
+  const double log_p = -w * w / 2 - 0.5 * std::log(2 * M_PI) - std::log(-u);
+  return std::isfinite(log_p) ? std::max(0.0, -log_p / std::log(2.0)) : 0;
+}
+
+// A bound probability rounded at the working precision. A pass whose ball
+// does not round to one float is repeated at the precision the ball shows
+// to be needed (a tiny probability from an integral of absolute accuracy
+// costs as many bits as it is small) plus a few bits, rather than with a
+// generous margin: a pass costs much, and a second failure is rare.
+// start_bits are the bits the caller expects the first pass to lose.
+QuarnFloat RoundedBound(const BallFunction& eval, slong start_bits) {
+  const slong bits = TargetBits(), cap = 16 * bits + 4096;
+  Ball r;
+  for (slong prec = bits + kFirstGuardBits + start_bits;;) {
+    eval(r, prec);
+    bool unique = false;
+    QuarnFloat v = quarn::floats::Compute([&](mpfr_ptr z) {
+      unique = RoundUnique(z, r);
+      if (!unique) arf_get_mpfr(z, arb_midref(r.get()), MPFR_RNDN);
+    });
+    if (unique || prec >= cap) return v;
+    const bool sized = arb_is_finite(r) && !arb_contains_zero(r);
+    const slong acc = sized ? arb_rel_accuracy_bits(r) : 0;
+    const slong next = sized ? prec + (bits + kFirstGuardBits - acc) + 16 : prec + std::max(prec / 2, 2 * kGuardBits);
+    prec = std::min(cap, std::max(next, prec + 16));
   }
 }
 
@@ -253,11 +385,16 @@ void QuarnMP_g02fcc(const int32_t* n_in, const int32_t* ip_in, const QuarnFloat 
   *d = Evaluate(nullptr, "QuarnMP_g02fcc", statistic);
   const slong target = TargetBits();
   auto bound = [&](long first) {
-    return Evaluate(nullptr, "QuarnMP_g02fcc", [&](arb_ptr r, slong prec) {
-      Ball dd;
-      statistic(dd, prec + 16);
-      BoundProbability(r, n, first, n - ip, dd, prec, target);
-    });
+    std::vector<double> a(n - ip);
+    for (long j = 0; j < n - ip; ++j) a[j] = 4 * std::pow(std::sin(M_PI * (first + j) / (2.0 * n)), 2) - d->ToDouble();
+    const slong tail_bits = static_cast<slong>(std::ceil(TailBits(a))) + 4;
+    return RoundedBound(
+        [&](arb_ptr r, slong prec) {
+          Ball dd;
+          statistic(dd, prec + 16);
+          BoundProbability(r, n, first, n - ip, dd, prec, target);
+        },
+        tail_bits);
   };
   *pdl = bound(1);
   *pdu = bound(ip);

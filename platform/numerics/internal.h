@@ -195,6 +195,13 @@ double BetaLogitStart(double a, double b, arb_srcptr q);
 bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
                     const std::function<void(arb_ptr, arb_srcptr w, slong prec)>& result);
 
+// ------------------------------------------------------------ Durbin-Watson
+
+// P(sum a_j u_j^2 <= 0) for u_j iid N(0, 1) and the m balls a (nonzero, of
+// both signs), by Imhof's integral at prec, a ball of about prec bits of
+// absolute accuracy.
+void ImhofProbability(arb_ptr out, const BallVector& a, slong m, slong prec);
+
 // ------------------------------------------------------------------ errors
 
 // Marks success.
