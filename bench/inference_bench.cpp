@@ -1,7 +1,7 @@
 // Speed of the regression, Shapiro-Wilk and Durbin-Watson routines at
 // Digits 30 against the same computations on bare MPFR or Arb numbers.
 //
-//   inference_bench DIR
+//   inference_bench DIR [Filip.dat]
 //
 // writes the problems to DIR (hexadecimal floats, for peers_inference.py)
 // and prints one tab-separated line per implementation:
@@ -141,7 +141,8 @@ double BareMpfrLeastSquares(const std::vector<double>& data, long n, long p, mpf
 }
 
 // Normal equations with Arb balls: X^T X b = X^T y by arb_mat_solve.
-double ArbNormalEquations(const std::vector<double>& data, long n, long p, slong prec) {
+// Returns b[1]; *accuracy_bits gets the least relative accuracy of b's balls.
+double ArbNormalEquations(const std::vector<double>& data, long n, long p, slong prec, long* accuracy_bits = nullptr) {
   arb_mat_t x, xt, xtx, y, xty, b;
   arb_mat_init(x, n, p);
   arb_mat_init(xt, p, n);
@@ -158,6 +159,10 @@ double ArbNormalEquations(const std::vector<double>& data, long n, long p, slong
   arb_mat_mul(xty, xt, y, prec);
   arb_mat_solve(b, xtx, xty, prec);
   double v = arf_get_d(arb_midref(arb_mat_entry(b, 1, 0)), ARF_RND_NEAR);
+  if (accuracy_bits) {
+    *accuracy_bits = prec;
+    for (long j = 0; j < p; ++j) *accuracy_bits = std::min(*accuracy_bits, arb_rel_accuracy_bits(arb_mat_entry(b, j, 0)));
+  }
   arb_mat_clear(x);
   arb_mat_clear(xt);
   arb_mat_clear(xtx);
@@ -371,5 +376,27 @@ int main(int argc, char** argv) {
     ArbBound(r, 3, 997, prec);
     return pdl;
   });
+  // Normal equations square the condition number: on NIST's Filip data
+  // (a degree-10 polynomial, condition about 5e9 with unit columns) at the
+  // same precision they keep few of the estimates' bits.
+  if (argc > 2) {
+    std::ifstream in(argv[2]);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    std::vector<double> xs, ys;
+    for (size_t i = 60; i < lines.size() && i < 142; ++i) {
+      double yv, xv;
+      if (std::sscanf(lines[i].c_str(), "%lf %lf", &yv, &xv) == 2) ys.push_back(yv), xs.push_back(xv);
+    }
+    const long fn = static_cast<long>(xs.size()), fp = 11;
+    std::vector<double> fdata(static_cast<size_t>(fn) * (fp + 1));
+    for (long i = 0; i < fn; ++i) {
+      for (long j = 0; j < fp; ++j) fdata[j * fn + i] = std::pow(xs[i], static_cast<double>(j));
+      fdata[fp * fn + i] = ys[i];
+    }
+    long bits = 0;
+    ArbNormalEquations(fdata, fn, fp, prec, &bits);
+    std::printf("filip\tarb-normal-equations-accuracy-bits\t0\t%ld\n", bits);
+  }
   return 0;
 }

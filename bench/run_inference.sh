@@ -15,7 +15,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 out="$build/inference_bench"
 mkdir -p "$out"
 echo "== inference bench (load: $(cut -d' ' -f1-3 /proc/loadavg))"
-"$bench" "$out" | tee "$out/cpp.tsv" || exit 1
+"$bench" "$out" "$here/../tests/data/strd/Filip.dat" | tee "$out/cpp.tsv" || exit 1
 python3 "$here/peers_inference.py" "$out" | tee "$out/mpmath.tsv" || exit 1
 python3 - "$out/cpp.tsv" "$out/mpmath.tsv" <<'PY'
 import sys
@@ -36,6 +36,11 @@ for case, bare in same.items():
     print(f"| {case} | {q:.3f} | {t[case, bare]:.3f} ({bare}) | {r_bare:.2f} | {t[case, 'mpmath']:.1f} | {r_mp:.0f} "
           f"| {'; '.join(notes) or 'met'} |")
 if ("regression", "arb-normal-equations") in t:
-    print(f"\nArb normal equations: {t['regression', 'arb-normal-equations']:.3f} s")
+    print(f"\nArb normal equations on the regression case: {t['regression', 'arb-normal-equations']:.3f} s; "
+          f"on Filip at the same precision they keep {v['filip', 'arb-normal-equations-accuracy-bits']} bits of "
+          f"the estimates")
+if ("durbin", "arb-working-precision") in t:
+    print(f"One Durbin-Watson pass at the working precision: {t['durbin', 'arb-working-precision']:.3f} s, "
+          f"pdl = {v['durbin', 'arb-working-precision']} (the library: {v['durbin', 'quarnstats']})")
 sys.exit(1 if bad else 0)
 PY

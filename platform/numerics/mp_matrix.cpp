@@ -100,8 +100,10 @@ bool JacobiSvd(const MpMatrix& r, MpMatrix& u, MpMatrix& v, MpMatrix& s) {
   MpNumber one(prec);
   mpfr_set_ui(one, 1, MPFR_RNDN);
   // Columns count as orthogonal when |gamma| <= eps sqrt(alpha beta), eps a
-  // few units of the precision times the order.
-  const long eps_exp = -static_cast<long>(prec) + 4 + static_cast<long>(std::max<size_t>(n, 1));
+  // few units of the precision times the order (rounded up to a power of 2).
+  long order_bits = 0;
+  while ((size_t{1} << order_bits) < n) ++order_bits;
+  const long eps_exp = -static_cast<long>(prec) + 4 + order_bits;
   auto rotate = [&](MpMatrix& m, size_t i, size_t j) {
     for (size_t k = 0; k < n; ++k) {
       mpfr_mul(x, c, m.At(k, i), MPFR_RNDN);
