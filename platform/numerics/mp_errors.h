@@ -21,6 +21,8 @@ enum QuarnMPErrorCode {
   NE_BAD_PARAM = 70,
   NE_NOT_MONOTONIC = 245,
   NE_TOO_MANY_ITER = 357,
+  NE_ZERO_WEIGHTS = 415,
+  NE_ONE_WEIGHT = 416,
 };
 
 #endif
