@@ -82,6 +82,15 @@ randomize(2024):
 QuarnNormalRandomVariate(0, 1);             # the same seed, the same variate
 Digits := 10:
 
+printf("\n== Far in the upper tail: ask for it by name\n");
+Digits := 30:
+1 - QuarnChiSquareProbability(200, 3);      # the complement of a number near 1: no digit left
+QuarnChiSquareUpperProbability(200, 3);     # P(X > 200) itself, to 30 digits
+QuarnChiSquareUpperDeviate(1e-30, 3);       # the x with P(X > x) = 1e-30 (1 - 1e-30 is 1 at 30 digits)
+QuarnNormalUpperDeviate(1e-30, 0, 1);
+QuarnChiSquareDensity(2, 3);                # the density, where the probability rises fastest
+Digits := 10:
+
 printf("\n== Descriptive statistics at 50 digits\n");
 Digits := 50:
 X := Vector([2.5, 7, 1/3, 9.25, 4, 4, 12, 0.5, 6, 3]):
@@ -110,6 +119,33 @@ printf("\n== Root finding on your own procedures\n");
 Digits := 25:
 QuarnBrentMethod(2, x -> x^2, 0, 2, 1, 100);        # sqrt(2) to 25 digits
 QuarnNewtonRaphsonSafe(0, x -> cos(x) - x, x -> -sin(x) - 1, 0.5, 0, 1, 1, 100);   # cos(x) = x
+Digits := 10:
+
+printf("\n== Shapiro-Wilk and a regression session at 30 digits\n");
+Digits := 30:
+# twelve observations in four groups; X holds the group indicators by columns
+y := QuarnEvaluateToFloat(Vector([33.63, 39.62, 38.18, 41.46, 38.02, 35.83, 35.99, 36.58, 42.92, 37.80, 40.43, 37.89])):
+X := QuarnEvaluateToFloat(Vector([1,0,0,0,0,0,0,1,0,1,0,0, 0,0,1,0,0,1,0,0,0,0,0,1,
+                                  0,0,0,1,0,0,0,0,1,0,1,0, 0,1,0,0,1,0,1,0,0,0,0,0])):
+n := 12: m := 4: ip := 5:                  # an intercept and four groups: rank 4 of 5
+isx := Vector([1, 1, 1, 1], datatype = integer[4]):
+b := Vector(ip, datatype = sfloat): se := Vector(ip, datatype = sfloat):
+cov := Vector(ip*(ip+1)/2, datatype = sfloat): res := Vector(n, datatype = sfloat):
+h := Vector(n, datatype = sfloat): q := Vector(n*(ip+1), datatype = sfloat):
+p := Vector(2*ip + ip^2, datatype = sfloat): wk := Vector(5*(ip-1) + ip^2, datatype = sfloat):
+STATS_g02daf("M", "U", n, X, n, m, isx, ip, y, Vector(1), 'rss', 'idf', b, se, cov, res, h, q, n,
+             'svd', 'irank', p, 1e-6, wk);          # 6: not of full rank, results returned
+rss, idf, irank, svd;
+b;                                         # the minimum-norm solution
+se;
+STATS_g02fcc(n, ip, res, 'd', 'pdl', 'pdu', Vector(n, datatype = sfloat));   # Durbin-Watson
+d, pdl, pdu;
+sres := Vector(4*n, datatype = sfloat):
+STATS_g02fac(n, irank, n, res, h, rss/idf, sres):  # studentized residuals, Cook's D, Atkinson's T
+sres[1], sres[2], sres[3], sres[4];
+# Shapiro-Wilk on the residuals: [W, significance]. A dense sfloat vector is
+# tested in place and left sorted, so the test gets a copy.
+QuarnShapiroWilk(QuarnEvaluateToFloat(res), Vector(0), false);
 Digits := 10:
 
 printf("\n== Smoothing: a kernel density estimate and a moving median\n");

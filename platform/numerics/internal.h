@@ -59,6 +59,22 @@ class Ball {
   arb_t v_;
 };
 
+// n balls with a constructor and destructor.
+class BallVector {
+ public:
+  explicit BallVector(slong n) : n_(n), v_(_arb_vec_init(n)) {}
+  ~BallVector() { _arb_vec_clear(v_, n_); }
+  BallVector(const BallVector&) = delete;
+  BallVector& operator=(const BallVector&) = delete;
+  arb_ptr operator[](slong i) { return v_ + i; }
+  arb_srcptr operator[](slong i) const { return v_ + i; }
+  slong size() const { return n_; }
+
+ private:
+  slong n_;
+  arb_ptr v_;
+};
+
 // A constant of one problem (log B(a, b), log Gamma(a)) that an iteration
 // needs at varying precisions: computed when a precision above every earlier
 // one is asked for, and reused below it (a ball at a higher precision serves
@@ -152,6 +168,9 @@ void BetaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_
 // log Gamma(a) + log Gamma(b) - log Gamma(a + b).
 void LogBeta(arb_ptr res, arb_srcptr a, arb_srcptr b, slong prec);
 
+// r += (e - shift) log x: a power's term in a log density.
+void AddLogPower(arb_ptr r, arb_srcptr x, arb_srcptr e, slong shift, slong prec);
+
 // ---------------------------------------------------------------- deviates
 
 // A continuous distribution seen through a variable w in which its density
@@ -201,6 +220,13 @@ bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
                     const std::function<void(arb_ptr, arb_srcptr w, slong prec)>& result,
                     double start = std::numeric_limits<double>::quiet_NaN());
 
+// ------------------------------------------------------------ Durbin-Watson
+
+// P(sum a_j u_j^2 <= 0) for u_j iid N(0, 1) and the m balls a (nonzero, of
+// both signs), by Imhof's integral at prec, a ball of about prec bits of
+// absolute accuracy.
+void ImhofProbability(arb_ptr out, const BallVector& a, slong m, slong prec);
+
 // ------------------------------------------------------------------ errors
 
 // Marks success.
@@ -214,7 +240,17 @@ void Fail(NagError* fail, int code, const std::string& message);
 // between kShapeMin and kShapeMax, where the methods' double-precision
 // estimates hold; kAtMostMillion is positive, at least kShapeMin and at
 // most 1e6.
-enum class Bound { kAny, kPositive, kNonNegative, kShape, kAtMostMillion, kUnitClosed, kUnitOpen, kUnitHalfOpen };
+enum class Bound {
+  kAny,
+  kPositive,
+  kNonNegative,
+  kShape,
+  kAtMostMillion,
+  kUnitClosed,
+  kUnitOpen,
+  kUnitHalfOpen,      // [0, 1)
+  kUnitHalfOpenBelow  // (0, 1]
+};
 constexpr double kShapeMin = 1e-300;
 constexpr double kShapeMax = 1e300;
 // Gamma shapes: next to the mean of a larger one no method here (nor Arb's

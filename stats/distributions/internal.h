@@ -3,6 +3,7 @@
 #define QUARN_STATS_DISTRIBUTIONS_INTERNAL_H
 
 #include <cstring>
+#include <functional>
 #include <initializer_list>
 #include <string>
 
@@ -13,8 +14,11 @@
 namespace quarnstats::dist {
 
 // Every probability and deviate of the library asks the numerical routines
-// for the lower tail (tail code 1).
+// for the lower tail (tail code 1); the upper-tail entries ask for the upper
+// tail (code 2).
 inline constexpr Nag_TailProbability kLowerTail = quarn::numerics::TailFromCode(1);
+inline constexpr Nag_TailProbability kUpperTail = quarn::numerics::TailFromCode(2);
+
 
 // A routine's name for an argument and the entry's name for the same value.
 struct ArgumentName {
@@ -29,6 +33,12 @@ struct ArgumentName {
 // gamma routines' shape a is the entry's c). A failure to decide the
 // rounding drops the routine's name, since the host names the entry.
 std::string EntryMessage(const char* message, std::initializer_list<ArgumentName> renames);
+
+// Raises a deviate routine's failure: the record's message in the entry's
+// names (the host's NULL as %1), followed by a pointer to upper_entry when
+// that is not null.
+[[noreturn]] void RaiseDeviateFailure(QKernel kv, NagError& record, const char* upper_entry,
+                                      std::initializer_list<ArgumentName> renames = {});
 
 // Runs routine(&record) with a fresh error record (no printing, no handler)
 // and returns its result; a nonzero code raises the record's message, in
@@ -45,6 +55,19 @@ auto CallRoutine(QKernel kv, Routine&& routine, std::initializer_list<ArgumentNa
   return result;
 }
 
+// CallRoutine for a deviate at the level u. When the routine refuses a level
+// of exactly 1 (which has no finite deviate), the message goes on to name
+// upper_entry, the entry that takes the upper-tail probability 1 - u itself.
+template <class Routine>
+auto CallDeviateRoutine(QKernel kv, const QuarnFloat& u, const char* upper_entry, Routine&& routine,
+                        std::initializer_list<ArgumentName> renames = {}) {
+  NagError record;
+  std::memset(&record, 0, sizeof record);
+  auto result = routine(&record);
+  if (record.code != 0) RaiseDeviateFailure(kv, record, u == 1 ? upper_entry : nullptr, renames);
+  return result;
+}
+
 // Raises the entry's argument-count message with the argument sequence as %1
 // unless args has n elements. `entry` is the host name, e.g.
 // "QuarnBetaDeviate"; the message is "<entry> expects <n> arguments,
@@ -53,6 +76,34 @@ void CheckCount(QKernel kv, HostObject args, int n, const char* entry);
 
 // Pi at the working precision, from the host name Pi.
 QuarnFloat HostPi(QKernel kv);
+
+// ---------------------------------------------------------- guard digits
+// Closed formulas are evaluated with Digits raised by guard digits and
+// rounded once to the caller's precision, so that their roundings stay far
+// below an ulp of the result. A formula tells its Guard the bits it loses
+// beyond those roundings: the condition number of a step (the exponential
+// of a large argument multiplies the argument's relative error by it), or a
+// cancellation in a sum. When they use up the guard, the formula is
+// evaluated again with guard digits for them; a second evaluation that
+// rounds to the same float as the first settles the value (an exact zero,
+// or a loss that was overestimated).
+class Guard {
+ public:
+  // The next step multiplies the relative error of its inputs by about |c|
+  // (infinite: by more than any guard covers; NaN: nothing to cover).
+  void Condition(double c);
+  // a + b, noting the bits that cancel.
+  QuarnFloat Add(const QuarnFloat& a, const QuarnFloat& b);
+  double lost_bits() const { return lost_bits_; }
+
+ private:
+  void Lose(double bits);
+  double lost_bits_ = 0.0;
+};
+
+// formula(guard) evaluated at raised Digits and rounded to the working
+// precision. Digits is restored on every path, a host error included.
+QuarnFloat Guarded(QKernel kv, const std::function<QuarnFloat(Guard&)>& formula);
 
 // ---------------------------------------------------------------- ziggurats
 // Standard normal and standard exponential variates by 256-layer ziggurats
