@@ -302,10 +302,10 @@ void BetaSeriesCore(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_s
 // Arb's hypergeometric evaluation fails when one parameter is small and the
 // other large, and with a very large parameter it turns to numerical
 // integration, which takes seconds a call (the series' work is charged and
-// bounded instead).
+// bounded instead); beyond 1e15 its series give up or run for seconds.
 bool ArbBetaReliable(double a, double b) {
   const double lo = std::min(a, b), hi = std::max(a, b);
-  return !(lo < 2.0 && hi > 40.0) && !(lo < 1e6 && hi > 1e12);
+  return !(lo < 2.0 && hi > 40.0) && !(lo < 1e6 && hi > 1e12) && hi <= 1e15;
 }
 
 // I_x(a, b) by Arb where it is reliable, else by the series.

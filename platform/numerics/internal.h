@@ -31,7 +31,13 @@ namespace quarn::numerics {
 //
 // kWorkLimit limb-steps take some seconds on a current machine (a series
 // term at one limb takes about 0.1 us, at 50 limbs, Digits 1000, some 2 us).
+// Some of Arb's functions cost far more than their charge at a high
+// precision with large parameters (2 s for one incomplete beta function
+// with shapes of 10^6 at Digits 1000), so the limit is spent as well once
+// the call has taken kTimeLimitSeconds of CPU time: the one bound that
+// depends on the machine, far above what any call in the tests needs.
 constexpr long kWorkLimit = 30000000;
+constexpr double kTimeLimitSeconds = 15.0;
 
 void ResetWork();
 // Charges steps at prec bits; returns false once the limit is spent.

@@ -27,11 +27,16 @@
 // and gamma deviates keep NAG's 1e6. Arguments outside are refused at once.
 // Within the ranges every call does at most kWorkLimit limb-steps of work
 // (internal.h: a series term or a solver step at the precision it runs at,
-// in 64-bit limbs): some seconds at any Digits. A call that would need more
+// in 64-bit limbs) and stops once it has taken 15 s of CPU time, whichever
+// comes first: seconds at Digits up to 1000. A call that would need more
 // fails with NE_TOO_MANY_ITER and "... could not determine its result to the
 // working precision (Digits = D) within its work limit."; with the shapes
-// in range this is rare (seen: deviates whose search passes through
-// astronomically small tails of extreme shapes at high Digits).
+// in range this is rare (seen: deviates of extreme shapes at high Digits,
+// whose search passes through astronomically small tails). Some values have
+// no method here and fail at once with the message without the work limit:
+// beta tails with both shapes above 1e15 next to the mean (F with both
+// degrees of freedom that large next to 1), and tails below the smallest
+// float (P(T <= -1e4) with 1e15 degrees of freedom).
 //
 // Tails: Nag_LowerTail P(X <= x), Nag_UpperTail P(X > x), and for the
 // symmetric distributions (normal, t) Nag_TwoTailSignif P(|X| >= |x|) and

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 #include "platform/host/host.h"
 #include "platform/numerics/internal.h"
@@ -13,18 +14,40 @@ namespace quarn::numerics {
 slong TargetBits() { return static_cast<slong>(host::WorkingBits()); }
 
 namespace {
+
 long g_work_left = kWorkLimit;
+double g_started = 0.0;  // CPU seconds of this thread when the call began
+long g_charges = 0;
+
+double ThreadSeconds() {
+  timespec t;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+  return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
+}
+
 }  // namespace
 
-void ResetWork() { g_work_left = kWorkLimit; }
+void ResetWork() {
+  g_work_left = kWorkLimit;
+  g_started = ThreadSeconds();
+  g_charges = 0;
+}
 
 bool ChargeWork(slong prec, long steps) {
   const long limbs = static_cast<long>(std::max<slong>(prec, 0) / 64 + 1);
   g_work_left -= limbs * steps;
+  // Every 256th charge of a single step, and every charge of more (an Arb
+  // function), also looks at the clock (a system call).
+  if (g_work_left > 0 && (steps > 1 || (++g_charges & 255) == 0) && ThreadSeconds() - g_started > kTimeLimitSeconds) {
+    g_work_left = 0;
+  }
   return g_work_left > 0;
 }
 
-bool WorkExhausted() { return g_work_left <= 0; }
+bool WorkExhausted() {
+  if (g_work_left > 0 && ThreadSeconds() - g_started > kTimeLimitSeconds) g_work_left = 0;
+  return g_work_left <= 0;
+}
 
 slong MagnitudeBits(double v) {
   double m = std::fabs(v);
