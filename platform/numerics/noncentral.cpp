@@ -74,6 +74,11 @@ class Inner {
   virtual double DownSupBelow(double s) const = 0;
   // Bits that log A(s) loses to the size of its summands.
   virtual slong LogBits(double s) const = 0;
+  // The sum of A(t) over t = s, s + 1, ... (the central distribution
+  // function at s), and an estimate of its log: A at the larger of s and
+  // A's mode, times the spread of A around its mode.
+  virtual void Rest(arb_ptr res, arb_srcptr s, slong prec) const = 0;
+  virtual double LogRestD(double s) const = 0;
 
  protected:
   double s0_;
@@ -106,6 +111,11 @@ class GammaTerms : public Inner {
   double DownSupBelow(double s) const override { return Above(s / zd_); }
   slong LogBits(double s) const override {
     return MagnitudeBits(std::fabs(s * std::log(zd_)) + zd_ + std::fabs(LogGammaD(s + 1.0)));
+  }
+  void Rest(arb_ptr res, arb_srcptr s, slong prec) const override { GammaTail(res, s, z_, false, prec); }
+  // Mode z - 1, spread sqrt(z) (a Poisson mass in s).
+  double LogRestD(double s) const override {
+    return LogTermD(std::max(s, zd_ - 1.0)) + std::log(2.0 + 2.0 * std::sqrt(zd_));
   }
 
  private:
@@ -168,6 +178,13 @@ class BetaTerms : public Inner {
   slong LogBits(double s) const override {
     return MagnitudeBits(std::fabs(LogGammaD(s + bd_)) + std::fabs(LogGammaD(s + 1.0)) + std::fabs(LogGammaD(bd_)) +
                          std::fabs(s * std::log(xd_)) + std::fabs(bd_ * std::log(yd_)));
+  }
+  void Rest(arb_ptr res, arb_srcptr s, slong prec) const override { BetaTail(res, s, b_, x_, y_, false, prec); }
+  // Mode (x b - 1) / (1 - x), spread sqrt(x b) / (1 - x) (a negative
+  // binomial mass in s).
+  double LogRestD(double s) const override {
+    const double mode = (xd_ * bd_ - 1.0) / yd_;
+    return LogTermD(std::max(s, mode)) + std::log(2.0 + 2.0 * std::sqrt(xd_ * bd_) / yd_);
   }
 
  private:
@@ -277,13 +294,19 @@ class Weights {
 struct Plan {
   long lo = 0, hi = 0, peak = 0;
   bool ok = false;
-  long Side() const { return std::max(peak - lo, hi - peak); }
 };
 
 // log(q / (1 - q)) or log(1 / (1 - q)) of a ratio bound; +inf when q >= 1.
 double LogGeometric(double q, bool from_next) {
   if (!(q < 1.0 - 1e-12)) return kInf;
   return (from_next ? std::log(q) : 0.0) - std::log1p(-q);
+}
+
+// log of the sum of A(t) for t = s, s + 1, ...: geometric from A(s) = e^a
+// when the ratios from s on are below 1, else the estimate of the inner
+// terms; at most 0 (the sum is a probability).
+double LogRestAbove(const Inner& in, double s, double a) {
+  return std::min({0.0, a + LogGeometric(in.UpSupFrom(s), false), in.LogRestD(s)});
 }
 
 // Terms that are never worth summing: a plan beyond this fails.
@@ -324,10 +347,9 @@ Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong
     }
     const double margin = static_cast<double>(wp) * M_LN2 + 20.0 + std::log(static_cast<double>(n) + 10.0);
     const double a_next = a + in.LogUpD(s0 + static_cast<double>(n));
-    // What is left beyond n: (C <= T, or S_n) times the geometric bound of
-    // the A from n + 1 on.
-    double rest = (survival ? b : log_total) +
-                  std::min(0.0, a_next + LogGeometric(in.UpSupFrom(s0 + static_cast<double>(n) + 1.0), false));
+    // What is left beyond n: (C <= T, or S_n) times the sum of the A from
+    // n + 1 on.
+    double rest = (survival ? b : log_total) + LogRestAbove(in, s0 + static_cast<double>(n) + 1.0, a_next);
     if (n > peak && rest < best - margin && (!survival || static_cast<double>(n) + w.c() + 2.0 > w.mu())) break;
     a = a_next;
     lw = lw_next;
@@ -350,9 +372,7 @@ Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong
   // hi: the first n from the peak at which the rest above is negligible.
   plan.hi = top;
   for (long n = peak; n < top; ++n) {
-    double a_next = la[n + 1];
-    double rest = (survival ? lb[n] : log_total) +
-                  std::min(0.0, a_next + LogGeometric(in.UpSupFrom(s0 + static_cast<double>(n) + 1.0), false));
+    double rest = (survival ? lb[n] : log_total) + LogRestAbove(in, s0 + static_cast<double>(n) + 1.0, la[n + 1]);
     if (rest < limit) {
       plan.hi = n;
       break;
@@ -468,7 +488,12 @@ void SeriesSum(arb_ptr res, const Inner& in, arb_srcptr s0, double s0d, const We
         arb_mul(bound, a_above, b_above, wp);
         AddProductBound(rest, bound, g);
       } else {
-        AddProductBound(rest, b_above, 1.0);
+        // The sum of the A from hi + 1 on, exactly.
+        arb_set_si(t, plan.hi + 1);
+        arb_add(t, t, s0, ARF_PREC_EXACT);
+        in.Rest(bound, t, 32);
+        arb_mul(bound, bound, b_above, 32);
+        AddProductBound(rest, bound, 1.0);
       }
     }
     // Below lo: B <= b_below, the A below lo at most A(lo) q / (1 - q).
@@ -497,17 +522,35 @@ void SeriesSum(arb_ptr res, const Inner& in, arb_srcptr s0, double s0d, const We
 
 // ------------------------------------------------------------ the routines
 
-// Fails with NE_TOO_MANY_ITER when the plan at the working precision needs
-// more than max_iter terms on a side of its largest term.
-bool WithinLimit(NagError* fail, const char* routine, const Plan& plan, long max_iter) {
+// The Poisson weights of a mixture that the working precision needs on the
+// longer side of the largest: those within 2^-bits of it. This is what the
+// iteration limit bounds, as it bounds the terms of the Poisson sum of the
+// double-precision original (the rearranged series here sums the same
+// weights with the central terms, in about as many steps unless the
+// central terms decay slowly).
+long PoissonSpread(const Weights& w, slong bits) {
+  const double drop = static_cast<double>(bits) * M_LN2;
+  const long mode = static_cast<long>(std::max(0.0, std::floor(w.mu() - w.c())));
+  const double top = w.LogWeightD(mode);
+  long right = 0, left = 0;
+  while (w.LogWeightD(mode + right + 1) >= top - drop) ++right;
+  while (mode - left - 1 >= 0 && w.LogWeightD(mode - left - 1) >= top - drop) ++left;
+  return std::max(right, left);
+}
+
+// Fails with NE_TOO_MANY_ITER when the mixture needs more than max_iter
+// Poisson terms on a side at the working precision, or when its series would
+// need more than kMaxTerms terms in all.
+bool WithinLimit(NagError* fail, const char* routine, const Plan& plan, const Weights& w, long max_iter) {
   if (!plan.ok) {
     Fail(fail, NE_TOO_MANY_ITER,
          std::string(routine) + ": the series would need more than " + std::to_string(kMaxTerms) + " terms.");
     return false;
   }
-  if (plan.Side() <= max_iter) return true;
+  const long spread = PoissonSpread(w, TargetBits());
+  if (spread <= max_iter) return true;
   Fail(fail, NE_TOO_MANY_ITER,
-       std::string(routine) + " needs " + std::to_string(plan.Side()) + " terms on a side of its series at Digits = " +
+       std::string(routine) + " needs " + std::to_string(spread) + " terms on a side of its Poisson sum at Digits = " +
            std::to_string(quarn::host::WorkingDigits()) + ", more than max_iter = " + std::to_string(max_iter) +
            "; raise the iteration limit (the host variable _EnvStatisticsIterations).");
   return false;
@@ -629,7 +672,7 @@ QuarnFloat QuarnMP_g01gcc(QuarnFloat x, QuarnFloat df, QuarnFloat lambda, QuarnF
   GammaTerms terms(ad, z);
   Weights weights(mu, 0.0);
   Mixture m{&terms, ad, &weights, zd > ad + mud};
-  if (!WithinLimit(fail, "QuarnMP_g01gcc", MakePlan(terms, ad, weights, m.survival, PlanBits()), max_iter)) {
+  if (!WithinLimit(fail, "QuarnMP_g01gcc", MakePlan(terms, ad, weights, m.survival, PlanBits()), weights, max_iter)) {
     return QuarnFloat(0.0);
   }
   return Evaluate(fail, "QuarnMP_g01gcc", [&](arb_ptr r, slong prec) {
@@ -663,7 +706,9 @@ QuarnFloat QuarnMP_g01gec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat l
                     extra);
   }
   BetaMixture mix(x.ToDouble(), a.ToDouble(), b.ToDouble(), Mid(mu));
-  if (!WithinLimit(fail, "QuarnMP_g01gec", mix.PlanAt(xb, yb, bb, mu, PlanBits()), max_iter)) return QuarnFloat(0.0);
+  if (!WithinLimit(fail, "QuarnMP_g01gec", mix.PlanAt(xb, yb, bb, mu, PlanBits()), Weights(mu, 0.0), max_iter)) {
+    return QuarnFloat(0.0);
+  }
   return Evaluate(fail, "QuarnMP_g01gec",
                   [&](arb_ptr r, slong prec) { mix.Evaluate(r, xb, yb, ab, bb, mu, prec); });
 }
@@ -706,7 +751,9 @@ QuarnFloat QuarnMP_g01gdc(QuarnFloat f, QuarnFloat df1, QuarnFloat df2, QuarnFlo
   {
     Ball x, y;
     arguments(x, y, PlanBits());
-    if (!WithinLimit(fail, "QuarnMP_g01gdc", mix.PlanAt(x, y, b, mu, PlanBits()), max_iter)) return QuarnFloat(0.0);
+    if (!WithinLimit(fail, "QuarnMP_g01gdc", mix.PlanAt(x, y, b, mu, PlanBits()), Weights(mu, 0.0), max_iter)) {
+      return QuarnFloat(0.0);
+    }
   }
   return Evaluate(fail, "QuarnMP_g01gdc", [&](arb_ptr r, slong prec) {
     Ball x, y;
@@ -794,7 +841,7 @@ QuarnFloat QuarnMP_g01gbc(QuarnFloat t, QuarnFloat df, QuarnFloat delta, QuarnFl
     mixtures(x, y, [&](const Mixture& p, const Mixture& q) {
       for (const Mixture* m : {&p, &q}) {
         ok = ok && WithinLimit(fail, "QuarnMP_g01gbc", MakePlan(*m->inner, m->s0d, *m->weights, survival, PlanBits()),
-                               max_iter);
+                               *m->weights, max_iter);
       }
     });
     if (!ok) return QuarnFloat(0.0);
