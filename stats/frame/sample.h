@@ -5,6 +5,7 @@
 #define QUARN_STATS_FRAME_SAMPLE_H
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 
 #include "platform/float/quarnfloat.h"
@@ -86,6 +87,11 @@ HostObject GetOutputVector(QKernel kv, HostObject arg);
 
 // Number of elements of an rtable's first dimension.
 size_t RTableSize(QKernel kv, HostObject rt);
+
+// The length of a random sample given by the host: a non-negative integer
+// of 32 bits; raises "the sample size must be a non-negative integer,
+// received: %1" for anything else.
+int32_t SampleLength(QKernel kv, HostObject arg);
 
 }  // namespace quarnstats
 
