@@ -11,7 +11,9 @@
 // tail is its complement. The first term comes from log-gamma functions.
 // The work is about sqrt(variance) * sqrt(bits) terms.
 #include <arb_hypgeom.h>
+#include <flint/fmpz.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <functional>
@@ -33,28 +35,44 @@ struct Mass {
   slong log_bits = 0;
   // log p_j, to absolute accuracy about 2^-prec.
   std::function<void(arb_ptr, long j, slong prec)> log_mass;
+  // p_j itself, to relative accuracy about 2^-prec, where that is cheaper
+  // than its log (small parameters); may be empty.
+  std::function<void(arb_ptr, long j, slong prec)> direct_mass;
   // p_{j+1} / p_j and p_{j-1} / p_j.
   std::function<void(arb_ptr, long j, slong prec)> ratio_up, ratio_down;
 };
 
 void MassAt(arb_ptr res, const Mass& f, long j, slong prec) {
+  if (f.direct_mass) {
+    f.direct_mass(res, j, prec);
+    return;
+  }
   f.log_mass(res, j, prec + f.log_bits + 8);
   arb_exp(res, res, prec);
 }
 
+// The precision of a tail sum aiming at relative accuracy 2^-prec: the
+// rounding errors of the terms the walk may take add up.
+slong SumPrecision(const Mass& f, slong prec) {
+  const double terms = std::sqrt(f.variance) * std::sqrt(2.0 * static_cast<double>(prec)) + 10.0;
+  return prec + MagnitudeBits(terms) + 10;
+}
+
 // The sum of p_j over j <= k (upper false) or j > k (upper true), for k in
-// the support, to relative accuracy about 2^-prec.
-void TailSum(arb_ptr res, const Mass& f, long k, bool upper, slong prec) {
+// the support, at the working precision wp of SumPrecision, from
+// mass_k = p_k.
+void TailSum(arb_ptr res, const Mass& f, long k, bool upper, arb_srcptr mass_k, slong wp) {
   long j = upper ? k + 1 : k;
   if (j > f.hi || j < f.lo) {
     arb_zero(res);
     return;
   }
-  // Terms the walk may take, for the rounding errors they add up.
-  const double terms = std::sqrt(f.variance) * std::sqrt(2.0 * static_cast<double>(prec)) + 10.0;
-  const slong wp = prec + MagnitudeBits(terms) + 10;
   Ball t, r, next;
-  MassAt(t, f, j, wp);
+  arb_set(t, mass_k);
+  if (upper) {
+    f.ratio_up(r, k, wp);
+    arb_mul(t, t, r, wp);
+  }
   arb_set(res, t);
   const int step = upper ? 1 : -1;
   const long end = upper ? f.hi : f.lo;
@@ -91,26 +109,67 @@ void TailSum(arb_ptr res, const Mass& f, long k, bool upper, slong prec) {
   mag_clear(one_minus);
 }
 
-// The three outputs for k in the support: the tail away from the mean is
-// summed, the other is its complement (one sum serves both roundings), and
-// the mass at k is evaluated on its own.
+// Which tail to sum at k, and the bits the complement of it will lose. The
+// tail away from the mean is summed, unless the other one is shorter (it
+// ends at the end of the support before the walk of the first would) and
+// its complement, the tail away from the mean, is not below about 2^-40
+// (within 8 standard deviations, by the normal tail): then the shorter one
+// is summed, with the bits that complement costs added to its precision.
+struct Side {
+  bool upper;
+  slong extra_bits;
+};
+
+Side ChooseSide(const Mass& f, long k) {
+  const double kd = static_cast<double>(k), sd = std::sqrt(f.variance);
+  const bool away_upper = kd >= f.mean;
+  const double walk = sd * std::sqrt(2.0 * static_cast<double>(TargetBits())) + 10.0;
+  const double lower_end = kd - static_cast<double>(f.lo) + 1.0, upper_end = static_cast<double>(f.hi) - kd;
+  const double away_terms = std::min(away_upper ? upper_end : lower_end, walk);
+  const double other_terms = away_upper ? lower_end : upper_end;
+  const double z = sd > 0 ? std::fabs(kd + (away_upper ? 0.5 : -0.5) - f.mean) / sd : 1e300;
+  if (other_terms < away_terms && z <= 8.0) {
+    const double lost = (z * z / 2 + std::log(z * 2.5066 + 1.0)) / M_LN2;
+    return {!away_upper, static_cast<slong>(lost) + 4};
+  }
+  return {away_upper, 0};
+}
+
+// The three outputs for k in the support: one tail is summed from the mass
+// at k, the other is its complement, and the mass is rounded as it is; one
+// sum (and one mass) at a precision serves all three roundings.
 bool Outputs(const Mass& f, long k, QuarnFloat* plek, QuarnFloat* pgtk, QuarnFloat* peqk) {
-  const bool sum_upper = static_cast<double>(k) >= f.mean;
-  Ball direct;
-  slong direct_prec = -1;
-  auto sum = [&](arb_ptr r, slong prec) {
-    TailSum(direct, f, k, sum_upper, prec);
-    direct_prec = prec;
-    arb_set(r, direct);
+  const Side side = ChooseSide(f, k);
+  const bool sum_upper = side.upper;
+  Ball mass, direct;
+  slong mass_prec = -1, direct_prec = -1;
+  auto mass_at = [&](slong wp) {
+    if (mass_prec < wp) {
+      MassAt(mass, f, k, wp);
+      mass_prec = wp;
+    }
   };
-  auto complement = [&](arb_ptr r, slong prec) {
-    if (direct_prec < prec) TailSum(direct, f, k, sum_upper, prec);
+  auto sum_at = [&](slong prec) {
+    if (direct_prec >= prec) return;
+    const slong wp = SumPrecision(f, prec);
+    mass_at(wp);
+    TailSum(direct, f, k, sum_upper, mass, wp);
     direct_prec = prec;
+  };
+  // The complement first: its sum, at the higher precision, serves the
+  // direct tail too.
+  bool ok = CorrectlyRounded(sum_upper ? plek : pgtk, [&](arb_ptr r, slong prec) {
+    sum_at(prec);
     Complement(r, direct, prec);
-  };
-  bool ok = CorrectlyRounded(sum_upper ? pgtk : plek, sum);
-  ok = CorrectlyRounded(sum_upper ? plek : pgtk, complement) && ok;
-  ok = CorrectlyRounded(peqk, [&](arb_ptr r, slong prec) { MassAt(r, f, k, prec); }, f.log_bits) && ok;
+  }, side.extra_bits);
+  ok = CorrectlyRounded(sum_upper ? pgtk : plek, [&](arb_ptr r, slong prec) {
+    sum_at(prec);
+    arb_set_round(r, direct, prec);
+  }) && ok;
+  ok = CorrectlyRounded(peqk, [&](arb_ptr r, slong prec) {
+    mass_at(prec);
+    arb_set_round(r, mass, prec);
+  }) && ok;
   return ok;
 }
 
@@ -167,6 +226,68 @@ bool CheckVariance(NagError* fail, double variance) {
 
 void SetAll(QuarnFloat* a, QuarnFloat* b, QuarnFloat* c, const QuarnFloat& v) { *a = *b = *c = v; }
 
+// Populations up to this size are summed exactly, in integers: faster than
+// the walk on balls, and exact before the one rounding.
+constexpr long kExactPopulation = 1024;
+
+// a / b for integers, correctly rounded to the working precision (arf_div
+// rounds the exact quotient).
+QuarnFloat Quotient(const fmpz_t a, const fmpz_t b) {
+  return quarn::floats::Compute([&](mpfr_ptr z) {
+    arf_t x, y, q;
+    arf_init(x);
+    arf_init(y);
+    arf_init(q);
+    arf_set_fmpz(x, a);
+    arf_set_fmpz(y, b);
+    arf_div(q, x, y, mpfr_get_prec(z), ARF_RND_NEAR);
+    arf_get_mpfr(z, q, MPFR_RNDN);  // exact: q has z's precision
+    arf_clear(x);
+    arf_clear(y);
+    arf_clear(q);
+  });
+}
+
+// The hypergeometric outputs from the integers T_j = C(m, j) C(n - m, l - j)
+// (T_{j-1} from T_j by the exact ratio), summed over the whole of one tail
+// (the shorter), and C(n, l): each output one correctly rounded quotient.
+void HypergeometricExact(const Mass& f, long n, long l, long m, long k, QuarnFloat* plek, QuarnFloat* pgtk,
+                         QuarnFloat* peqk) {
+  // The integers live as long as the library: their limbs are reused from
+  // call to call instead of allocated each time (the routine is not
+  // re-entrant, like the rest of the library).
+  static fmpz_t total, at_k, term, tail, factor;
+  const auto u = [](long v) { return static_cast<ulong>(v); };
+  fmpz_bin_uiui(total, u(n), u(l));
+  fmpz_bin_uiui(at_k, u(m), u(k));
+  fmpz_bin_uiui(term, u(n - m), u(l - k));
+  fmpz_mul(at_k, at_k, term);
+  // Both sums are exact: the shorter one.
+  const bool upper = f.hi - k < k - f.lo + 1;
+  fmpz_set(term, at_k);
+  fmpz_zero(tail);
+  if (!upper) fmpz_set(tail, at_k);
+  for (long j = k; upper ? j < f.hi : j > f.lo; j += upper ? 1 : -1) {
+    if (upper) {  // T_{j+1} = T_j (m - j)(l - j) / ((j + 1)(n - m - l + j + 1))
+      fmpz_mul_ui(term, term, u(m - j));
+      fmpz_mul_ui(term, term, u(l - j));
+      fmpz_set_ui(factor, u(j + 1));
+      fmpz_mul_ui(factor, factor, u(n - m - l + j + 1));
+    } else {  // T_{j-1} = T_j j (n - m - l + j) / ((m - j + 1)(l - j + 1))
+      fmpz_mul_ui(term, term, u(j));
+      fmpz_mul_ui(term, term, u(n - m - l + j));
+      fmpz_set_ui(factor, u(m - j + 1));
+      fmpz_mul_ui(factor, factor, u(l - j + 1));
+    }
+    fmpz_divexact(term, term, factor);
+    fmpz_add(tail, tail, term);
+  }
+  fmpz_sub(factor, total, tail);  // the other tail
+  *(upper ? pgtk : plek) = Quotient(tail, total);
+  *(upper ? plek : pgtk) = Quotient(factor, total);
+  *peqk = Quotient(at_k, total);
+}
+
 }  // namespace
 
 void QuarnMP_g01bjc(long n, QuarnFloat p, long k, QuarnFloat* plek, QuarnFloat* pgtk, QuarnFloat* peqk,
@@ -195,6 +316,18 @@ void QuarnMP_g01bjc(long n, QuarnFloat p, long k, QuarnFloat* plek, QuarnFloat* 
     arb_mul_si(t, t, n - j, prec);
     arb_add(res, res, t, prec);
   };
+  // Up to 10^4 trials the mass is C(n, j) p^j (1 - p)^(n - j) directly.
+  if (n <= 10000) {
+    f.direct_mass = [&](arb_ptr res, long j, slong prec) {
+      Ball t;
+      const slong wp = prec + 2 * MagnitudeBits(nd) + 10;
+      arb_bin_uiui(res, static_cast<ulong>(n), static_cast<ulong>(j), wp);
+      arb_pow_ui(t, pb, static_cast<ulong>(j), wp);
+      arb_mul(res, res, t, wp);
+      arb_pow_ui(t, qb, static_cast<ulong>(n - j), wp);
+      arb_mul(res, res, t, prec);
+    };
+  }
   // p_{j+1} / p_j = (n - j) p / ((j + 1) (1 - p)), the odds computed once
   // per precision.
   CachedConstant odds([&](arb_ptr res, slong prec) { arb_div(res, pb, qb, prec); });
@@ -235,6 +368,19 @@ void QuarnMP_g01bkc(QuarnFloat rlamda, long k, QuarnFloat* plek, QuarnFloat* pgt
     LogFactorial(t, j, prec);
     arb_sub(res, res, t, prec);
   };
+  // Up to 10^4 the mass is lambda^j e^-lambda / j! directly.
+  if (ld <= 1e4 && k >= 0 && k <= 10000) {
+    f.direct_mass = [&](arb_ptr res, long j, slong prec) {
+      Ball t;
+      const slong wp = prec + 2 * MagnitudeBits(static_cast<double>(j)) + 10;
+      arb_pow_ui(res, lb, static_cast<ulong>(j), wp);
+      arb_neg(t, lb);
+      arb_exp(t, t, wp);
+      arb_mul(res, res, t, wp);
+      arb_fac_ui(t, static_cast<ulong>(j), wp);
+      arb_div(res, res, t, prec);
+    };
+  }
   f.ratio_up = [&](arb_ptr res, long j, slong prec) { arb_div_ui(res, lb, static_cast<ulong>(j + 1), prec); };
   f.ratio_down = [&](arb_ptr res, long j, slong prec) {
     arb_set_si(res, j);
@@ -263,6 +409,11 @@ void QuarnMP_g01blc(long n, long l, long m, long k, QuarnFloat* plek, QuarnFloat
   const double nd = static_cast<double>(n), ld = static_cast<double>(l), md = static_cast<double>(m);
   f.mean = n > 0 ? ld * md / nd : 0.0;
   f.variance = n > 1 ? ld * md * (nd - ld) * (nd - md) / (nd * nd * (nd - 1.0)) : 0.0;
+  if (OutsideSupport(f, k, plek, pgtk, peqk)) return Succeed(fail);
+  if (n <= kExactPopulation) {
+    HypergeometricExact(f, n, l, m, k, plek, pgtk, peqk);
+    return Succeed(fail);
+  }
   f.log_bits = FactorialBits(nd) + 4;
   // log C(m, j) + log C(n - m, l - j) - log C(n, l).
   f.log_mass = [&](arb_ptr res, long j, slong prec) {
@@ -285,6 +436,5 @@ void QuarnMP_g01blc(long n, long l, long m, long k, QuarnFloat* plek, QuarnFloat
   f.ratio_up = [&](arb_ptr res, long j, slong prec) { quotient(res, m - j, l - j, j + 1, n - m - l + j + 1, prec); };
   f.ratio_down = [&](arb_ptr res, long j, slong prec) { quotient(res, j, n - m - l + j, m - j + 1, l - j + 1, prec); };
   if (!CheckVariance(fail, f.variance)) return;
-  if (OutsideSupport(f, k, plek, pgtk, peqk)) return Succeed(fail);
   Finish(fail, "QuarnMP_g01blc", Outputs(f, k, plek, pgtk, peqk), *plek);
 }
