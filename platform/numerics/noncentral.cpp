@@ -90,15 +90,7 @@ double LogGammaD(double v) { return std::lgamma(v); }
 class GammaTerms : public Inner {
  public:
   GammaTerms(double s0, arb_srcptr z) : Inner(s0), zd_(arf_get_d(arb_midref(z), ARF_RND_NEAR)) { arb_set(z_, z); }
-  void LogTerm(arb_ptr res, arb_srcptr s, slong prec) const override {
-    Ball t;
-    arb_log(res, z_, prec);
-    arb_mul(res, res, s, prec);
-    arb_sub(res, res, z_, prec);
-    arb_add_ui(t, s, 1, prec);
-    arb_hypgeom_lgamma(t, t, prec);
-    arb_sub(res, res, t, prec);
-  }
+  void LogTerm(arb_ptr res, arb_srcptr s, slong prec) const override { LogPoissonTerm(res, s, z_, prec); }
   void Up(arb_ptr res, arb_srcptr s, slong prec) const override {
     Ball t;
     arb_add_ui(t, s, 1, prec);
@@ -224,15 +216,9 @@ class Weights {
     arb_add(res, res, t, ARF_PREC_EXACT);
   }
   void Weight(arb_ptr res, long n, slong prec) const {
-    slong wp = prec + Bits(n) + 8;
-    Ball v, t;
+    Ball v;
     Shape(v, n, 0.0);
-    arb_log(res, mu_, wp);
-    arb_mul(res, res, v, wp);
-    arb_sub(res, res, mu_, wp);
-    arb_add_ui(t, v, 1, wp);
-    arb_hypgeom_lgamma(t, t, wp);
-    arb_sub(res, res, t, wp);
+    LogPoissonTerm(res, v, mu_, prec + Bits(n) + 8);
     arb_exp(res, res, prec);
   }
   // T = sum of all weights.

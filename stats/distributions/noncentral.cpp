@@ -41,29 +41,36 @@ constexpr double kMaxSquaredNormals = 1e7;
 // ------------------------------------------------------------ probabilities
 // lambda (and delta) are the non-centralities, tol the routines' accuracy.
 
+namespace {
+
+// A series routine run with the iteration limit.
+template <class Routine>
+QuarnFloat WithLimit(QKernel kv, Routine&& routine) {
+  const long limit = IterationLimit(kv);
+  return CallRoutine(kv, [&](NagError* e) { return routine(limit, e); });
+}
+
+}  // namespace
+
 QuarnFloat STATS_NonCentralBetaProbability_MP(QKernel kv, QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat lambda,
                                               QuarnFloat tol) {
-  const long limit = IterationLimit(kv);
-  return CallRoutine(kv, [&](NagError* e) { return QuarnMP_g01gec(x, a, b, lambda, tol, limit, e); });
+  return WithLimit(kv, [&](long limit, NagError* e) { return QuarnMP_g01gec(x, a, b, lambda, tol, limit, e); });
 }
 
 QuarnFloat STATS_NonCentralChiSquareProbability_MP(QKernel kv, QuarnFloat x, QuarnFloat nu, QuarnFloat lambda,
                                                    QuarnFloat tol) {
-  const long limit = IterationLimit(kv);
-  return CallRoutine(kv, [&](NagError* e) { return QuarnMP_g01gcc(x, nu, lambda, tol, limit, e); });
+  return WithLimit(kv, [&](long limit, NagError* e) { return QuarnMP_g01gcc(x, nu, lambda, tol, limit, e); });
 }
 
 QuarnFloat STATS_NonCentralFRatioProbability_MP(QKernel kv, QuarnFloat x, QuarnFloat nu1, QuarnFloat nu2,
                                                 QuarnFloat lambda, QuarnFloat tol) {
   if (x <= 0) return 0.0;
-  const long limit = IterationLimit(kv);
-  return CallRoutine(kv, [&](NagError* e) { return QuarnMP_g01gdc(x, nu1, nu2, lambda, tol, limit, e); });
+  return WithLimit(kv, [&](long limit, NagError* e) { return QuarnMP_g01gdc(x, nu1, nu2, lambda, tol, limit, e); });
 }
 
 QuarnFloat STATS_NonCentralStudentTProbability_MP(QKernel kv, QuarnFloat x, QuarnFloat nu, QuarnFloat delta,
                                                   QuarnFloat tol) {
-  const long limit = IterationLimit(kv);
-  return CallRoutine(kv, [&](NagError* e) { return QuarnMP_g01gbc(x, nu, delta, tol, limit, e); });
+  return WithLimit(kv, [&](long limit, NagError* e) { return QuarnMP_g01gbc(x, nu, delta, tol, limit, e); });
 }
 
 // ----------------------------------------------------------------- deviates

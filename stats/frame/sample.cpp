@@ -178,11 +178,11 @@ SampleArrays ReadSample(QKernel kv, const _DataSample& sample, bool ignore_missi
   return {n, points, weights};
 }
 
-HostObject CreateResultVector(QKernel kv, long n) {
+HostObject CreateResultVector(QKernel kv, long n, int data_type) {
   RTableSettingsRecord rts;
   RTableGetDefaults(kv, &rts);
   rts.num_dimensions = 1;
-  rts.data_type = RTABLE_DAG;
+  rts.data_type = data_type;
   int bounds[2] = {1, static_cast<int>(n)};
   return RTableCreate(kv, &rts, nullptr, bounds);
 }

@@ -79,8 +79,9 @@ struct SampleArrays {
 };
 SampleArrays ReadSample(QKernel kv, const _DataSample& sample, bool ignore_missing, bool copy = false);
 
-// A new general-type rtable 1..n without initial data.
-HostObject CreateResultVector(QKernel kv, long n);
+// A new general-type rtable 1..n without initial data (of another data
+// type when one is given).
+HostObject CreateResultVector(QKernel kv, long n, int data_type = RTABLE_DAG);
 // An rtable to assign n floats into: the argument itself when it is a
 // rectangular general rtable, or a new one of the size it gives.
 HostObject GetOutputVector(QKernel kv, HostObject arg);

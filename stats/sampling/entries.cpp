@@ -71,16 +71,6 @@ void RefuseEmpty(QKernel kv, size_t c, long draws, HostObject data) {
   if (c == 0 && draws > 0) QuarnRaiseError1(kv, "cannot resample from an empty data sample: %1", data);
 }
 
-HostObject ResultVector(QKernel kv, long n, int data_type) {
-  RTableSettingsRecord rts;
-  RTableGetDefaults(kv, &rts);
-  rts.num_dimensions = 1;
-  rts.data_type = data_type;
-  rts.storage = RTABLE_RECT;
-  int bounds[2] = {1, static_cast<int>(n)};
-  return RTableCreate(kv, &rts, nullptr, bounds);
-}
-
 // A statistic's answer as a float.
 QuarnFloat Statistic(QKernel kv, HostObject statistic, HostObject sample) {
   return quarnstats::HostToFloat(EvalQuarnProc(kv, statistic, 1, sample));
@@ -154,7 +144,7 @@ HostObject entry::AliasUrnSample(const Arguments& a) {
   RefuseEmpty(kv, weights.Size(), n, a[2]);
   AliasUrn urn;
   urn.Build(c, c, weights.Points());
-  HostObject result = ResultVector(kv, n, RTABLE_INTEGER32);
+  HostObject result = quarnstats::CreateResultVector(kv, n, RTABLE_INTEGER32);
   if (n == 0) return result;
   auto* block = static_cast<int32_t*>(RTableDataBlock(kv, result));
   for (int32_t i = 0; i < n; ++i) block[i] = urn.Draw();

@@ -65,16 +65,9 @@ QuarnFloat STATS_EnvelopeGenerator_MP::Slope(const QuarnFloat& x) { return Evalu
 std::unique_ptr<EnvelopeElement> STATS_EnvelopeGenerator_MP::Build(const QuarnFloat& xl, const QuarnFloat& xr,
                                                                    const QuarnFloat& fl, const QuarnFloat& fr,
                                                                    const QuarnFloat& dl, const QuarnFloat& dr) {
-  auto e = std::make_unique<EnvelopeElement>();
-  e->xl = xl;
-  e->xr = xr;
-  e->fl = fl;
-  e->fr = fr;
-  e->dl = dl;
-  e->dr = dr;
   // Where the tangents meet (the midpoint when they are parallel).
-  e->z = dl == dr ? (xl + xr) / 2.0 : (fr - fl + dl * xl - dr * xr) / (dl - dr);
-  e->fz = Density(e->z);
+  const QuarnFloat z = dl == dr ? (xl + xr) / 2.0 : (fr - fl + dl * xl - dr * xr) / (dl - dr);
+  auto e = std::make_unique<EnvelopeElement>(xl, xr, z, fl, fr, Density(z), dl, dr);
   e->sl = (e->fz - fl) / (e->z - xl);
   e->sr = (fr - e->fz) / (xr - e->z);
   e->tangentUpper = dl > e->sl;

@@ -60,6 +60,9 @@ class STATS_SAMPLING_API STATS_RandomVariateGenerator_MP {
 // rectangle) and T (all). tangentUpper: the tangents are the upper hull and
 // the chords through f(z) the lower (a concave piece); else the reverse.
 struct EnvelopeElement {
+  EnvelopeElement(QuarnFloat xl_, QuarnFloat xr_, QuarnFloat z_, QuarnFloat fl_, QuarnFloat fr_, QuarnFloat fz_,
+                  QuarnFloat dl_, QuarnFloat dr_)
+      : xl(xl_), xr(xr_), z(z_), fl(fl_), fr(fr_), fz(fz_), dl(dl_), dr(dr_) {}
   QuarnFloat xl, xr, z;
   QuarnFloat fl, fr, fz;
   QuarnFloat dl, dr;
