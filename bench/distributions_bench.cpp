@@ -9,7 +9,8 @@
 //                                         label, family, op, argument, parameters
 //   distributions_bench calls DIGITS [ROW [IMPL]]
 //                                         every row at Digits = DIGITS, or those
-//                                         whose label contains ROW, by the IMPLs
+//                                         whose label contains ROW (or one of
+//                                         its parts joined by |), by the IMPLs
 //                                         only (quarn, arb or boost, or several
 //                                         joined by commas: quarn,arb)
 //   distributions_bench sample DIGITS N   RandomSample(N) of normal, gamma and beta
@@ -691,6 +692,18 @@ void WarmUpCollector() {
   if (s < 0) std::abort();  // keeps the loop
 }
 
+// Whether the label contains one of the '|'-separated parts of pattern
+// (every label matches an empty pattern).
+bool Matches(const std::string& label, const std::string& pattern) {
+  size_t start = 0;
+  for (;;) {
+    size_t end = pattern.find('|', start);
+    if (label.find(pattern.substr(start, end - start)) != std::string::npos) return true;
+    if (end == std::string::npos) return false;
+    start = end + 1;
+  }
+}
+
 int RunCalls(long digits, const std::string& only_row, const std::string& only_impl) {
   QKernel kv = host::Kernel();
   host::SetDigits(digits);
@@ -709,7 +722,7 @@ int RunCalls(long digits, const std::string& only_row, const std::string& only_i
     for (const Argument& a : f.args) {
       const std::string label = Label(f, a);
       const int k = a.op == Op::kProbability ? 0 : 1;
-      if (label.find(only_row) == std::string::npos) continue;
+      if (!Matches(label, only_row)) continue;
       auto wanted = [&](const std::string& impl) {
         return only_impl.empty() || ("," + only_impl + ",").find("," + impl + ",") != std::string::npos;
       };

@@ -414,13 +414,18 @@ def hypergeometric_all(n, l, m, k):
     sample of l from n of which m are marked: integer sums of
     C(m, j) C(n - m, l - j) over C(n, l), walked outward from k on the side
     away from the mean and stopped once the rest is 60 digits below the
-    working digits (exact when the walk reaches the end of the support)."""
+    working digits (exact when the walk reaches the end of the support).
+    Above a population of 10^5 the integers (and CPython's quadratic
+    division of them) grow too large: the same walk in mpmath floats at 60
+    digits more, from the mass at k by mpmath's loggamma."""
     n, l, m, k = int(n), int(l), int(m), int(k)
     lo, hi = max(0, l + m - n), min(l, m)
     if k < lo:
         return mpf(0), mpf(1), mpf(0)
     if k > hi:
         return mpf(1), mpf(0), mpf(0)
+    if n > 10 ** 5:
+        return hypergeometric_float(n, l, m, k, lo, hi)
     total = math.comb(n, l)
     at_k = math.comb(m, k) * math.comb(n - m, l - k)
     cut = total.bit_length() - int((mp.dps + 60) * 3.33)
@@ -446,6 +451,34 @@ def hypergeometric_all(n, l, m, k):
             break
     side, rest, mass = (ratio(v, total) for v in (acc, total - acc, at_k))
     return (rest, side, mass) if upper_side else (side, rest, mass)
+
+
+def hypergeometric_float(n, l, m, k, lo, hi):
+    with mp.extradps(60):
+        log_c = lambda a, b: mp.loggamma(a + 1) - mp.loggamma(b + 1) - mp.loggamma(a - b + 1)
+        at_k = mp.exp(log_c(m, k) + log_c(n - m, l - k) - log_c(n, l))
+        eps = mpf(10) ** (-(mp.dps + 20))
+        upper_side = k * n >= l * m
+        j = k + 1 if upper_side else k
+        if not lo <= j <= hi:
+            side = mpf(0)
+        else:
+            term = at_k * (m - k) * (l - k) / ((k + 1) * (n - m - l + k + 1)) if upper_side else at_k
+            side = term
+            while j != (hi if upper_side else lo):
+                if upper_side:
+                    ratio = mpf((m - j) * (l - j)) / ((j + 1) * (n - m - l + j + 1))
+                    j += 1
+                else:
+                    ratio = mpf(j * (n - m - l + j)) / ((m - j + 1) * (l - j + 1))
+                    j -= 1
+                term *= ratio
+                side += term
+                if ratio < mpf(1) / 2 and term < side * eps:
+                    break
+        rest = 1 - side
+    side, rest, at_k = +side, +rest, +at_k
+    return (rest, side, at_k) if upper_side else (side, rest, at_k)
 
 
 # -------------------------------------------------------------- non-central
