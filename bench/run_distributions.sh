@@ -117,7 +117,8 @@ def agreement(r, digits):
     tol = mpf(10) ** (2 - digits)
 
     def diff(a, b):
-        return abs(vals[a] - vals[b]) / max(abs(vals[a]), abs(vals[b]))
+        scale = max(abs(vals[a]), abs(vals[b]))
+        return abs(vals[a] - vals[b]) / scale if scale else mpf(0)
 
     pairs = [(a, b) for a in vals for b in vals if a < b and diff(a, b) > tol]
     odd = [k for k in vals if 2 * sum(diff(k, o) > tol for o in vals if o != k) > len(vals) - 1]

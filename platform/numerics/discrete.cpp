@@ -16,7 +16,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <functional>
 #include <limits>
 #include <string>
 
@@ -28,26 +27,26 @@ using namespace quarn::numerics;
 namespace {
 
 // A log-concave mass function p_j on lo <= j <= hi.
-struct Mass {
+class Mass {
+ public:
+  virtual ~Mass() = default;
   long lo = 0, hi = 0;
   double mean = 0.0, variance = 0.0;
   // Bits that the log of a mass loses to cancellation (its terms' size).
   slong log_bits = 0;
   // log p_j, to absolute accuracy about 2^-prec.
-  std::function<void(arb_ptr, long j, slong prec)> log_mass;
+  virtual void LogMass(arb_ptr res, long j, slong prec) const = 0;
   // p_j itself, to relative accuracy about 2^-prec, where that is cheaper
-  // than its log (small parameters); may be empty.
-  std::function<void(arb_ptr, long j, slong prec)> direct_mass;
+  // than its log (small parameters): true when it was computed.
+  virtual bool DirectMass(arb_ptr res, long j, slong prec) const { return false; }
   // p_{j+1} / p_j and p_{j-1} / p_j.
-  std::function<void(arb_ptr, long j, slong prec)> ratio_up, ratio_down;
+  virtual void RatioUp(arb_ptr res, long j, slong prec) const = 0;
+  virtual void RatioDown(arb_ptr res, long j, slong prec) const = 0;
 };
 
 void MassAt(arb_ptr res, const Mass& f, long j, slong prec) {
-  if (f.direct_mass) {
-    f.direct_mass(res, j, prec);
-    return;
-  }
-  f.log_mass(res, j, prec + f.log_bits + 8);
+  if (f.DirectMass(res, j, prec)) return;
+  f.LogMass(res, j, prec + f.log_bits + 8);
   arb_exp(res, res, prec);
 }
 
@@ -70,7 +69,7 @@ void TailSum(arb_ptr res, const Mass& f, long k, bool upper, arb_srcptr mass_k, 
   Ball t, r, next;
   arb_set(t, mass_k);
   if (upper) {
-    f.ratio_up(r, k, wp);
+    f.RatioUp(r, k, wp);
     arb_mul(t, t, r, wp);
   }
   arb_set(res, t);
@@ -81,7 +80,7 @@ void TailSum(arb_ptr res, const Mass& f, long k, bool upper, arb_srcptr mass_k, 
   mag_init(goal);
   mag_init(one_minus);
   while (j != end) {
-    (upper ? f.ratio_up : f.ratio_down)(r, j, wp);
+    upper ? f.RatioUp(r, j, wp) : f.RatioDown(r, j, wp);
     arb_mul(next, t, r, wp);
     // By log-concavity every later ratio is at most r: the rest is at most
     // next / (1 - r).
@@ -138,37 +137,47 @@ Side ChooseSide(const Mass& f, long k) {
 // The three outputs for k in the support: one tail is summed from the mass
 // at k, the other is its complement, and the mass is rounded as it is; one
 // sum (and one mass) at a precision serves all three roundings.
-bool Outputs(const Mass& f, long k, QuarnFloat* plek, QuarnFloat* pgtk, QuarnFloat* peqk) {
-  const Side side = ChooseSide(f, k);
-  const bool sum_upper = side.upper;
+// The mass at k and one tail sum, each kept at the highest precision asked
+// for so far.
+struct Sums {
+  Sums(const Mass& f_, long k_, bool upper_) : f(f_), k(k_), upper(upper_) {}
+  const Mass& f;
+  long k;
+  bool upper;
   Ball mass, direct;
   slong mass_prec = -1, direct_prec = -1;
-  auto mass_at = [&](slong wp) {
-    if (mass_prec < wp) {
-      MassAt(mass, f, k, wp);
-      mass_prec = wp;
-    }
-  };
-  auto sum_at = [&](slong prec) {
+
+  void MassTo(slong wp) {
+    if (mass_prec >= wp) return;
+    MassAt(mass, f, k, wp);
+    mass_prec = wp;
+  }
+  void SumTo(slong prec) {
     if (direct_prec >= prec) return;
     const slong wp = SumPrecision(f, prec);
-    mass_at(wp);
-    TailSum(direct, f, k, sum_upper, mass, wp);
+    MassTo(wp);
+    TailSum(direct, f, k, upper, mass, wp);
     direct_prec = prec;
-  };
+  }
+};
+
+bool Outputs(const Mass& f, long k, QuarnFloat* plek, QuarnFloat* pgtk, QuarnFloat* peqk) {
+  const Side side = ChooseSide(f, k);
+  Sums sums(f, k, side.upper);
+  Sums* s = &sums;  // one pointer for each evaluation to hold
   // The complement first: its sum, at the higher precision, serves the
   // direct tail too.
-  bool ok = CorrectlyRounded(sum_upper ? plek : pgtk, [&](arb_ptr r, slong prec) {
-    sum_at(prec);
-    Complement(r, direct, prec);
+  bool ok = CorrectlyRounded(side.upper ? plek : pgtk, [s](arb_ptr r, slong prec) {
+    s->SumTo(prec);
+    Complement(r, s->direct, prec);
   }, side.extra_bits);
-  ok = CorrectlyRounded(sum_upper ? pgtk : plek, [&](arb_ptr r, slong prec) {
-    sum_at(prec);
-    arb_set_round(r, direct, prec);
+  ok = CorrectlyRounded(side.upper ? pgtk : plek, [s](arb_ptr r, slong prec) {
+    s->SumTo(prec);
+    arb_set_round(r, s->direct, prec);
   }) && ok;
-  ok = CorrectlyRounded(peqk, [&](arb_ptr r, slong prec) {
-    mass_at(prec);
-    arb_set_round(r, mass, prec);
+  ok = CorrectlyRounded(peqk, [s](arb_ptr r, slong prec) {
+    s->MassTo(prec);
+    arb_set_round(r, s->mass, prec);
   }) && ok;
   return ok;
 }
@@ -290,56 +299,158 @@ void HypergeometricExact(const Mass& f, long n, long l, long m, long k, QuarnFlo
 
 }  // namespace
 
+namespace {
+
+// n trials of success probability p (and q = 1 - p, exact).
+class BinomialMass : public Mass {
+ public:
+  BinomialMass(long n, const QuarnFloat& p) : n_(n), p_(p) {
+    OneMinusExact(q_, p_);
+    const double pd = p.ToDouble(), nd = static_cast<double>(n);
+    lo = 0;
+    hi = n;
+    mean = nd * pd;
+    variance = nd * pd * (1.0 - pd);
+    log_bits = FactorialBits(nd) + MagnitudeBits(nd * std::fabs(std::log(std::min(pd, 1.0 - pd))));
+  }
+  // log C(n, j) + j log p + (n - j) log q.
+  void LogMass(arb_ptr res, long j, slong prec) const override {
+    Ball t;
+    LogBinomial(res, n_, j, prec);
+    arb_log(t, p_, prec);
+    arb_mul_si(t, t, j, prec);
+    arb_add(res, res, t, prec);
+    arb_log(t, q_, prec);
+    arb_mul_si(t, t, n_ - j, prec);
+    arb_add(res, res, t, prec);
+  }
+  // Up to 10^4 trials, C(n, j) p^j q^(n - j) directly.
+  bool DirectMass(arb_ptr res, long j, slong prec) const override {
+    if (n_ > 10000) return false;
+    Ball t;
+    const slong wp = prec + 2 * MagnitudeBits(static_cast<double>(n_)) + 10;
+    arb_bin_uiui(res, static_cast<ulong>(n_), static_cast<ulong>(j), wp);
+    arb_pow_ui(t, p_, static_cast<ulong>(j), wp);
+    arb_mul(res, res, t, wp);
+    arb_pow_ui(t, q_, static_cast<ulong>(n_ - j), wp);
+    arb_mul(res, res, t, prec);
+    return true;
+  }
+  // (n - j) p / ((j + 1) q), the odds computed once per precision.
+  void RatioUp(arb_ptr res, long j, slong prec) const override {
+    arb_mul_ui(res, odds_.At(prec), static_cast<ulong>(n_ - j), prec);
+    arb_div_ui(res, res, static_cast<ulong>(j + 1), prec);
+  }
+  void RatioDown(arb_ptr res, long j, slong prec) const override {
+    arb_mul_ui(res, inverse_odds_.At(prec), static_cast<ulong>(j), prec);
+    arb_div_ui(res, res, static_cast<ulong>(n_ - j + 1), prec);
+  }
+
+ private:
+  long n_;
+  Ball p_, q_;
+  mutable CachedConstant odds_{[this](arb_ptr r, slong prec) { arb_div(r, p_, q_, prec); }};
+  mutable CachedConstant inverse_odds_{[this](arb_ptr r, slong prec) { arb_div(r, q_, p_, prec); }};
+};
+
+// Mean lambda.
+class PoissonMass : public Mass {
+ public:
+  PoissonMass(const QuarnFloat& lambda, long k) : lambda_(lambda) {
+    const double ld = lambda.ToDouble(), kd = std::fabs(static_cast<double>(k));
+    lo = 0;
+    hi = std::numeric_limits<long>::max() - 1;
+    mean = ld;
+    variance = ld;
+    log_bits = FactorialBits(ld + kd) + MagnitudeBits((ld + kd) * (std::fabs(std::log(ld)) + 1.0));
+    direct_ = ld <= 1e4 && k >= 0 && k <= 10000;
+  }
+  // j log lambda - lambda - log j!.
+  void LogMass(arb_ptr res, long j, slong prec) const override {
+    Ball t;
+    arb_log(res, lambda_, prec);
+    arb_mul_si(res, res, j, prec);
+    arb_sub(res, res, lambda_, prec);
+    LogFactorial(t, j, prec);
+    arb_sub(res, res, t, prec);
+  }
+  // Up to 10^4, lambda^j e^-lambda / j! directly.
+  bool DirectMass(arb_ptr res, long j, slong prec) const override {
+    if (!direct_) return false;
+    Ball t;
+    const slong wp = prec + 2 * MagnitudeBits(static_cast<double>(j)) + 10;
+    arb_pow_ui(res, lambda_, static_cast<ulong>(j), wp);
+    arb_neg(t, lambda_);
+    arb_exp(t, t, wp);
+    arb_mul(res, res, t, wp);
+    arb_fac_ui(t, static_cast<ulong>(j), wp);
+    arb_div(res, res, t, prec);
+    return true;
+  }
+  void RatioUp(arb_ptr res, long j, slong prec) const override {
+    arb_div_ui(res, lambda_, static_cast<ulong>(j + 1), prec);
+  }
+  void RatioDown(arb_ptr res, long j, slong prec) const override {
+    arb_set_si(res, j);
+    arb_div(res, res, lambda_, prec);
+  }
+
+ private:
+  Ball lambda_;
+  bool direct_ = false;
+};
+
+// a b / (c d) for integers.
+void IntegerRatio(arb_ptr res, long a, long b, long c, long d, slong prec) {
+  Ball den;
+  arb_set_si(res, a);
+  arb_mul_si(res, res, b, prec);
+  arb_set_si(den, c);
+  arb_mul_si(den, den, d, prec);
+  arb_div(res, res, den, prec);
+}
+
+// A sample of l from n of which m are marked.
+class HypergeometricMass : public Mass {
+ public:
+  HypergeometricMass(long n, long l, long m) : n_(n), l_(l), m_(m) {
+    lo = std::max(0L, l + m - n);
+    hi = std::min(l, m);
+    const double nd = static_cast<double>(n), ld = static_cast<double>(l), md = static_cast<double>(m);
+    mean = n > 0 ? ld * md / nd : 0.0;
+    variance = n > 1 ? ld * md * (nd - ld) * (nd - md) / (nd * nd * (nd - 1.0)) : 0.0;
+    log_bits = FactorialBits(nd) + 4;
+  }
+  // log C(m, j) + log C(n - m, l - j) - log C(n, l).
+  void LogMass(arb_ptr res, long j, slong prec) const override {
+    Ball t;
+    LogBinomial(res, m_, j, prec);
+    LogBinomial(t, n_ - m_, l_ - j, prec);
+    arb_add(res, res, t, prec);
+    LogBinomial(t, n_, l_, prec);
+    arb_sub(res, res, t, prec);
+  }
+  // (m - j)(l - j) / ((j + 1)(n - m - l + j + 1)).
+  void RatioUp(arb_ptr res, long j, slong prec) const override {
+    IntegerRatio(res, m_ - j, l_ - j, j + 1, n_ - m_ - l_ + j + 1, prec);
+  }
+  void RatioDown(arb_ptr res, long j, slong prec) const override {
+    IntegerRatio(res, j, n_ - m_ - l_ + j, m_ - j + 1, l_ - j + 1, prec);
+  }
+
+ private:
+  long n_, l_, m_;
+};
+
+}  // namespace
+
 void QuarnMP_g01bjc(long n, QuarnFloat p, long k, QuarnFloat* plek, QuarnFloat* pgtk, QuarnFloat* peqk,
                     NagError* fail) {
   if (!CheckNonNegative(fail, "n", n)) return SetAll(plek, pgtk, peqk, QuarnFloat(0.0));
   if (auto early = Screen(fail, Tails::kNone, Nag_LowerTail, {{"p", p, Bound::kUnitOpen}})) {
     return SetAll(plek, pgtk, peqk, *early);
   }
-  Ball pb(p), qb;
-  OneMinusExact(qb, pb);
-  const double pd = p.ToDouble(), nd = static_cast<double>(n);
-  Mass f;
-  f.lo = 0;
-  f.hi = n;
-  f.mean = nd * pd;
-  f.variance = nd * pd * (1.0 - pd);
-  f.log_bits = FactorialBits(nd) + MagnitudeBits(nd * std::fabs(std::log(std::min(pd, 1.0 - pd))));
-  // log C(n, j) + j log p + (n - j) log(1 - p).
-  f.log_mass = [&](arb_ptr res, long j, slong prec) {
-    Ball t;
-    LogBinomial(res, n, j, prec);
-    arb_log(t, pb, prec);
-    arb_mul_si(t, t, j, prec);
-    arb_add(res, res, t, prec);
-    arb_log(t, qb, prec);
-    arb_mul_si(t, t, n - j, prec);
-    arb_add(res, res, t, prec);
-  };
-  // Up to 10^4 trials the mass is C(n, j) p^j (1 - p)^(n - j) directly.
-  if (n <= 10000) {
-    f.direct_mass = [&](arb_ptr res, long j, slong prec) {
-      Ball t;
-      const slong wp = prec + 2 * MagnitudeBits(nd) + 10;
-      arb_bin_uiui(res, static_cast<ulong>(n), static_cast<ulong>(j), wp);
-      arb_pow_ui(t, pb, static_cast<ulong>(j), wp);
-      arb_mul(res, res, t, wp);
-      arb_pow_ui(t, qb, static_cast<ulong>(n - j), wp);
-      arb_mul(res, res, t, prec);
-    };
-  }
-  // p_{j+1} / p_j = (n - j) p / ((j + 1) (1 - p)), the odds computed once
-  // per precision.
-  CachedConstant odds([&](arb_ptr res, slong prec) { arb_div(res, pb, qb, prec); });
-  CachedConstant inverse_odds([&](arb_ptr res, slong prec) { arb_div(res, qb, pb, prec); });
-  f.ratio_up = [&](arb_ptr res, long j, slong prec) {
-    arb_mul_ui(res, odds.At(prec), static_cast<ulong>(n - j), prec);
-    arb_div_ui(res, res, static_cast<ulong>(j + 1), prec);
-  };
-  f.ratio_down = [&](arb_ptr res, long j, slong prec) {
-    arb_mul_ui(res, inverse_odds.At(prec), static_cast<ulong>(j), prec);
-    arb_div_ui(res, res, static_cast<ulong>(n - j + 1), prec);
-  };
+  BinomialMass f(n, p);
   if (!CheckVariance(fail, f.variance)) return SetAll(plek, pgtk, peqk, QuarnFloat(0.0));
   if (OutsideSupport(f, k, plek, pgtk, peqk)) return Succeed(fail);
   Finish(fail, "QuarnMP_g01bjc", Outputs(f, k, plek, pgtk, peqk), *plek);
@@ -350,42 +461,7 @@ void QuarnMP_g01bkc(QuarnFloat rlamda, long k, QuarnFloat* plek, QuarnFloat* pgt
   if (auto early = Screen(fail, Tails::kNone, Nag_LowerTail, {{"rlamda", rlamda, Bound::kPositive}})) {
     return SetAll(plek, pgtk, peqk, *early);
   }
-  Ball lb(rlamda);
-  const double ld = rlamda.ToDouble();
-  Mass f;
-  f.lo = 0;
-  f.hi = std::numeric_limits<long>::max() - 1;
-  f.mean = ld;
-  f.variance = ld;
-  f.log_bits = FactorialBits(ld + std::fabs(static_cast<double>(k))) +
-               MagnitudeBits((ld + std::fabs(static_cast<double>(k))) * (std::fabs(std::log(ld)) + 1.0));
-  // j log lambda - lambda - log j!.
-  f.log_mass = [&](arb_ptr res, long j, slong prec) {
-    Ball t;
-    arb_log(res, lb, prec);
-    arb_mul_si(res, res, j, prec);
-    arb_sub(res, res, lb, prec);
-    LogFactorial(t, j, prec);
-    arb_sub(res, res, t, prec);
-  };
-  // Up to 10^4 the mass is lambda^j e^-lambda / j! directly.
-  if (ld <= 1e4 && k >= 0 && k <= 10000) {
-    f.direct_mass = [&](arb_ptr res, long j, slong prec) {
-      Ball t;
-      const slong wp = prec + 2 * MagnitudeBits(static_cast<double>(j)) + 10;
-      arb_pow_ui(res, lb, static_cast<ulong>(j), wp);
-      arb_neg(t, lb);
-      arb_exp(t, t, wp);
-      arb_mul(res, res, t, wp);
-      arb_fac_ui(t, static_cast<ulong>(j), wp);
-      arb_div(res, res, t, prec);
-    };
-  }
-  f.ratio_up = [&](arb_ptr res, long j, slong prec) { arb_div_ui(res, lb, static_cast<ulong>(j + 1), prec); };
-  f.ratio_down = [&](arb_ptr res, long j, slong prec) {
-    arb_set_si(res, j);
-    arb_div(res, res, lb, prec);
-  };
+  PoissonMass f(rlamda, k);
   if (!CheckVariance(fail, f.variance)) return SetAll(plek, pgtk, peqk, QuarnFloat(0.0));
   if (OutsideSupport(f, k, plek, pgtk, peqk)) return Succeed(fail);
   Finish(fail, "QuarnMP_g01bkc", Outputs(f, k, plek, pgtk, peqk), *plek);
@@ -403,38 +479,12 @@ void QuarnMP_g01blc(long n, long l, long m, long k, QuarnFloat* plek, QuarnFloat
                                              std::to_string(v) + ", n = " + std::to_string(n) + ".");
     }
   }
-  Mass f;
-  f.lo = std::max(0L, l + m - n);
-  f.hi = std::min(l, m);
-  const double nd = static_cast<double>(n), ld = static_cast<double>(l), md = static_cast<double>(m);
-  f.mean = n > 0 ? ld * md / nd : 0.0;
-  f.variance = n > 1 ? ld * md * (nd - ld) * (nd - md) / (nd * nd * (nd - 1.0)) : 0.0;
+  HypergeometricMass f(n, l, m);
   if (OutsideSupport(f, k, plek, pgtk, peqk)) return Succeed(fail);
   if (n <= kExactPopulation) {
     HypergeometricExact(f, n, l, m, k, plek, pgtk, peqk);
     return Succeed(fail);
   }
-  f.log_bits = FactorialBits(nd) + 4;
-  // log C(m, j) + log C(n - m, l - j) - log C(n, l).
-  f.log_mass = [&](arb_ptr res, long j, slong prec) {
-    Ball t;
-    LogBinomial(res, m, j, prec);
-    LogBinomial(t, n - m, l - j, prec);
-    arb_add(res, res, t, prec);
-    LogBinomial(t, n, l, prec);
-    arb_sub(res, res, t, prec);
-  };
-  // p_{j+1} / p_j = (m - j)(l - j) / ((j + 1)(n - m - l + j + 1)).
-  auto quotient = [](arb_ptr res, long a, long b, long c, long d, slong prec) {
-    Ball den;
-    arb_set_si(res, a);
-    arb_mul_si(res, res, b, prec);
-    arb_set_si(den, c);
-    arb_mul_si(den, den, d, prec);
-    arb_div(res, res, den, prec);
-  };
-  f.ratio_up = [&](arb_ptr res, long j, slong prec) { quotient(res, m - j, l - j, j + 1, n - m - l + j + 1, prec); };
-  f.ratio_down = [&](arb_ptr res, long j, slong prec) { quotient(res, j, n - m - l + j, m - j + 1, l - j + 1, prec); };
   if (!CheckVariance(fail, f.variance)) return;
   Finish(fail, "QuarnMP_g01blc", Outputs(f, k, plek, pgtk, peqk), *plek);
 }
