@@ -82,6 +82,39 @@ randomize(2024):
 QuarnNormalRandomVariate(0, 1);             # the same seed, the same variate
 Digits := 10:
 
+printf("\n== Far in the upper tail: ask for it by name\n");
+Digits := 30:
+1 - QuarnChiSquareProbability(200, 3);      # the complement of a number near 1: no digit left
+QuarnChiSquareUpperProbability(200, 3);     # P(X > 200) itself, to 30 digits
+QuarnChiSquareUpperDeviate(1e-30, 3);       # the x with P(X > x) = 1e-30 (1 - 1e-30 is 1 at 30 digits)
+QuarnNormalUpperDeviate(1e-30, 0, 1);
+QuarnChiSquareDensity(2, 3);                # the density, where the probability rises fastest
+Digits := 10:
+
+printf("\n== Descriptive statistics at 50 digits\n");
+Digits := 50:
+X := Vector([2.5, 7, 1/3, 9.25, 4, 4, 12, 0.5, 6, 3]):
+none := Vector([]):
+QuarnMean(X, none, false, 0), QuarnMean(X, none, false, 1);   # arithmetic and geometric means
+QuarnMoment(X, [2, 3], QuarnMean(X, none, false, 0), none, false);   # central moments
+QuarnMedian(X, none, false, false);
+QuarnQuantile(X, [0.1, 0.5, 0.9], none, false, 7, false);   # method 7 interpolates between order statistics
+QuarnOrderStatistic(X, [1, 2, -1], 0, false);               # smallest, second smallest, largest
+QuarnTrimmedMean(X, 10, 90, none, false, 0);
+QuarnStatisticSummary(X, Vector([1, 1, 2, 1, 1, 1, 1, 1, 3, 1]), false);   # weighted: mean, sd, skewness, kurtosis, min, max, total weight
+QuarnFivePointSummary(X, false);
+# Ten million and a fifth, a tenth, three tenths: the standard deviation is
+# exactly 0.1 (NIST's NumAcc4 pattern), which a naive double-precision
+# variance loses; the sums here are rounded once. The data themselves are
+# binary floats of 50 digits, so the result is 0.1 to about 48 digits.
+Y := Vector([10000000.2, seq(op([10000000.1, 10000000.3]), i = 1..500)]):
+s := sqrt(QuarnMoment(Y, 2, QuarnMean(Y, none, false, 0), none, false) * 1001/1000);
+evalf(s, 40);
+QuarnSort(Vector([3, 1, undefined, 2, 1]), true, true);      # sorted without repeats, missing data last
+QuarnRankSort(Vector([30, 10, 20], datatype = float[8]), 1, true);   # ranks
+QuarnRankSort(Vector([5, 3, 5, 1]), 0, true);                # the distinct values and their dense ranks
+Digits := 10:
+
 printf("\n== Discrete and non-central distributions\n");
 QuarnBinomialProbability(12, 50, 0.3);      # P(X <= 12) for 50 trials
 QuarnBinomialDeviate(0.5, 50, 0.3);         # the median: an integer
@@ -111,6 +144,45 @@ printf("\n== Root finding on your own procedures\n");
 Digits := 25:
 QuarnBrentMethod(2, x -> x^2, 0, 2, 1, 100);        # sqrt(2) to 25 digits
 QuarnNewtonRaphsonSafe(0, x -> cos(x) - x, x -> -sin(x) - 1, 0.5, 0, 1, 1, 100);   # cos(x) = x
+Digits := 10:
+
+printf("\n== Shapiro-Wilk and a regression session at 30 digits\n");
+Digits := 30:
+# twelve observations in four groups; X holds the group indicators by columns
+y := QuarnEvaluateToFloat(Vector([33.63, 39.62, 38.18, 41.46, 38.02, 35.83, 35.99, 36.58, 42.92, 37.80, 40.43, 37.89])):
+X := QuarnEvaluateToFloat(Vector([1,0,0,0,0,0,0,1,0,1,0,0, 0,0,1,0,0,1,0,0,0,0,0,1,
+                                  0,0,0,1,0,0,0,0,1,0,1,0, 0,1,0,0,1,0,1,0,0,0,0,0])):
+n := 12: m := 4: ip := 5:                  # an intercept and four groups: rank 4 of 5
+isx := Vector([1, 1, 1, 1], datatype = integer[4]):
+b := Vector(ip, datatype = sfloat): se := Vector(ip, datatype = sfloat):
+cov := Vector(ip*(ip+1)/2, datatype = sfloat): res := Vector(n, datatype = sfloat):
+h := Vector(n, datatype = sfloat): q := Vector(n*(ip+1), datatype = sfloat):
+p := Vector(2*ip + ip^2, datatype = sfloat): wk := Vector(5*(ip-1) + ip^2, datatype = sfloat):
+STATS_g02daf("M", "U", n, X, n, m, isx, ip, y, Vector(1), 'rss', 'idf', b, se, cov, res, h, q, n,
+             'svd', 'irank', p, 1e-6, wk);          # 6: not of full rank, results returned
+rss, idf, irank, svd;
+b;                                         # the minimum-norm solution
+se;
+STATS_g02fcc(n, ip, res, 'd', 'pdl', 'pdu', Vector(n, datatype = sfloat));   # Durbin-Watson
+d, pdl, pdu;
+sres := Vector(4*n, datatype = sfloat):
+STATS_g02fac(n, irank, n, res, h, rss/idf, sres):  # studentized residuals, Cook's D, Atkinson's T
+sres[1], sres[2], sres[3], sres[4];
+# Shapiro-Wilk on the residuals: [W, significance]. A dense sfloat vector is
+# tested in place and left sorted, so the test gets a copy.
+QuarnShapiroWilk(QuarnEvaluateToFloat(res), Vector(0), false);
+Digits := 10:
+
+printf("\n== Smoothing: a kernel density estimate and a moving median\n");
+Digits := 20:
+data := Vector([2.1, 2.4, 2.5, 3.0, 3.2, 3.3, 3.9, 5.6, 5.8, 6.1]):
+QuarnKernelBounds(data);                    # where the data lie
+# Gaussian kernel, bandwidth 0.5, 32 nodes on [0, 8]: the density at
+# 0, 8/31, 16/31, ..., 8 (binned, transformed, smoothed, transformed back)
+fhat := QuarnKernelDensity(data, Vector([]), 0, 0.5, 32, true, 0, 8);
+evalf(add(fhat[i], i = 1..32) * 8/31, 5);   # 32/31, about 1: the nodes sum to N/(b - a)
+# the median of every window of 3, the first value kept in front
+QuarnMovingMedian(Vector([5, 1, 4, 2, 30, 3, 8]), 3, 1, Vector([]), false, false);
 Digits := 10:
 
 printf("\n== Errors name the entry they came from\n");

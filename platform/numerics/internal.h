@@ -39,6 +39,22 @@ class Ball {
   arb_t v_;
 };
 
+// n balls with a constructor and destructor.
+class BallVector {
+ public:
+  explicit BallVector(slong n) : n_(n), v_(_arb_vec_init(n)) {}
+  ~BallVector() { _arb_vec_clear(v_, n_); }
+  BallVector(const BallVector&) = delete;
+  BallVector& operator=(const BallVector&) = delete;
+  arb_ptr operator[](slong i) { return v_ + i; }
+  arb_srcptr operator[](slong i) const { return v_ + i; }
+  slong size() const { return n_; }
+
+ private:
+  slong n_;
+  arb_ptr v_;
+};
+
 // A constant of one problem (log B(a, b), log Gamma(a)) that an iteration
 // needs at varying precisions: computed when a precision above every earlier
 // one is asked for, and reused below it (a ball at a higher precision serves
@@ -137,6 +153,9 @@ void LogPoissonTerm(arb_ptr res, arb_srcptr s, arb_srcptr z, slong prec);
 // log Gamma(a) + log Gamma(b) - log Gamma(a + b).
 void LogBeta(arb_ptr res, arb_srcptr a, arb_srcptr b, slong prec);
 
+// r += (e - shift) log x: a power's term in a log density.
+void AddLogPower(arb_ptr r, arb_srcptr x, arb_srcptr e, slong shift, slong prec);
+
 // ---------------------------------------------------------------- deviates
 
 // A continuous distribution seen through a variable w in which its density
@@ -184,6 +203,13 @@ double BetaLogitStart(double a, double b, arb_srcptr q);
 bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
                     const std::function<void(arb_ptr, arb_srcptr w, slong prec)>& result);
 
+// ------------------------------------------------------------ Durbin-Watson
+
+// P(sum a_j u_j^2 <= 0) for u_j iid N(0, 1) and the m balls a (nonzero, of
+// both signs), by Imhof's integral at prec, a ball of about prec bits of
+// absolute accuracy.
+void ImhofProbability(arb_ptr out, const BallVector& a, slong m, slong prec);
+
 // ------------------------------------------------------------------ errors
 
 // Marks success.
@@ -193,7 +219,16 @@ void Fail(NagError* fail, int code, const std::string& message);
 
 // The range a float argument must lie in (kAny: only checked for being
 // undefined).
-enum class Bound { kAny, kPositive, kNonNegative, kAtMostMillion, kUnitClosed, kUnitOpen, kUnitHalfOpen };
+enum class Bound {
+  kAny,
+  kPositive,
+  kNonNegative,
+  kAtMostMillion,
+  kUnitClosed,
+  kUnitOpen,
+  kUnitHalfOpen,      // [0, 1)
+  kUnitHalfOpenBelow  // (0, 1]
+};
 
 // A float argument, its name in messages, and its range.
 struct Arg {

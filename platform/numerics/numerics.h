@@ -130,6 +130,36 @@ QuarnFloat QuarnMP_g01fec(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat t
 // tol as for g01fec.
 QuarnFloat QuarnMP_g01ffc(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat tol, NagError* fail);
 
+// ------------------------------------------------------------ either tail
+// The deviates of g01fcc, g01fdc, g01fec and g01ffc for a given tail: with
+// Nag_LowerTail exactly those routines' values; with Nag_UpperTail the x
+// with P(X > x) = p, solved on that tail itself (1 - p is never rounded),
+// for 0 < p <= 1 (0 <= p <= 1 for beta; p = 1 gives 0, and beta's p = 0
+// gives 1). Other parameters as for the lower-tail routine.
+
+QuarnFloat QuarnMP_ChiSquareDeviateTail(Nag_TailProbability tail, QuarnFloat p, QuarnFloat df, NagError* fail);
+QuarnFloat QuarnMP_FDeviateTail(Nag_TailProbability tail, QuarnFloat p, QuarnFloat df1, QuarnFloat df2,
+                                NagError* fail);
+QuarnFloat QuarnMP_BetaDeviateTail(Nag_TailProbability tail, QuarnFloat p, QuarnFloat a, QuarnFloat b,
+                                   NagError* fail);
+QuarnFloat QuarnMP_GammaDeviateTail(Nag_TailProbability tail, QuarnFloat p, QuarnFloat a, QuarnFloat b,
+                                    NagError* fail);
+
+// ---------------------------------------------------------------- densities
+// Probability densities, correctly rounded, with the argument ranges of the
+// same distribution's tail routine: the standard normal at any x; Student's
+// t (df > 0) at any t; chi-square (df > 0) and gamma (shape a > 0, scale
+// b > 0) at x >= 0; beta (0 < a, b <= 1e6) at 0 <= x <= 1; F (df1, df2 > 0)
+// at f >= 0. Infinite where the density has a pole (x = 0 with shape below
+// 1, an end of the beta support with its exponent negative), 0 at infinity.
+
+QuarnFloat QuarnMP_NormalDensity(QuarnFloat x, NagError* fail);
+QuarnFloat QuarnMP_StudentTDensity(QuarnFloat t, QuarnFloat df, NagError* fail);
+QuarnFloat QuarnMP_ChiSquareDensity(QuarnFloat x, QuarnFloat df, NagError* fail);
+QuarnFloat QuarnMP_GammaDensity(QuarnFloat g, QuarnFloat a, QuarnFloat b, NagError* fail);
+QuarnFloat QuarnMP_BetaDensity(QuarnFloat x, QuarnFloat a, QuarnFloat b, NagError* fail);
+QuarnFloat QuarnMP_FDensity(QuarnFloat f, QuarnFloat df1, QuarnFloat df2, NagError* fail);
+
 // ---------------------------------------------------------------- summaries
 
 // Weighted summary statistics of x[0 .. n-1] with weights wt (null: every
@@ -175,5 +205,74 @@ typedef long (*QuarnMP_Compare)(const void* a, const void* b);
 // for an invalid order.
 void QuarnMP_m01dsc(const void* vec, size_t n, ptrdiff_t stride, QuarnMP_Compare compare, Nag_SortOrder order,
                     unsigned int ranks[], NagError* fail);
+
+// --------------------------------------------------------- Shapiro-Wilk
+
+// Shapiro and Wilk's W for x[0 .. n-1] sorted in either direction,
+// 3 <= n <= 5000, and its significance level pw by Royston's normalizing
+// approximations (Applied Statistics algorithm AS R94). With calc_wts the
+// coefficients a[0 .. n-1] are computed from normal quantiles (and written
+// to a); otherwise the caller's a from an earlier call is used. W is the
+// squared correlation of a and x, formed as 1 - w1 with w1 free of
+// cancellation; W and pw are correctly rounded at the working precision.
+// Fails with NE_INT_ARG_LT / NE_INT_ARG_GT for n outside 3 .. 5000,
+// NE_ALL_ELEMENTS_EQUAL when the range of x is 0 and NE_NOT_MONOTONIC when x
+// is sorted in neither direction; an undefined x gives undefined W and pw.
+void QuarnMP_g01ddc(long n, const QuarnFloat x[], Nag_Boolean calc_wts, QuarnFloat a[], QuarnFloat* w,
+                    QuarnFloat* pw, NagError* fail);
+
+// --------------------------------------------------------------- regression
+
+// General linear regression (the Fortran routine, every argument by
+// address, two hidden string lengths): fits y = X b by least squares, or
+// weighted least squares on W^(1/2) X, with an intercept when mean is 'M'
+// and the columns j of X with isx[j] > 0. Householder QR at a precision
+// raised by the bits the problem's condition costs, and the singular value
+// decomposition of R when X is rank deficient. See regression.cpp for the
+// outputs and the values of ifail.
+void QuarnMP_g02daf_f(const char* mean, const char* weight, const int32_t* n, const QuarnFloat x[],
+                      const int32_t* ldx, const int32_t* m, const int32_t isx[], const int32_t* ip,
+                      const QuarnFloat y[], const QuarnFloat wt[], QuarnFloat* rss, int32_t* idf, QuarnFloat b[],
+                      QuarnFloat se[], QuarnFloat cov[], QuarnFloat res[], QuarnFloat h[], QuarnFloat q[],
+                      const int32_t* ldq, uint8_t* svd, int32_t* irank, QuarnFloat p[], const QuarnFloat* tol,
+                      QuarnFloat wk[], int32_t* ifail, size_t mean_length, size_t weight_length);
+
+// Standardized residuals and influence statistics of a fit with n
+// observations and ip parameters: for the nres residuals res and leverages h
+// (0 < h < 1) with residual mean square rms > 0, row i of sres (nres x 4,
+// row-major) gets the internally and externally studentized residuals,
+// Cook's D and Atkinson's T, each correctly rounded.
+void QuarnMP_g02fac(long n, long ip, long nres, const QuarnFloat res[], const QuarnFloat h[], QuarnFloat rms,
+                    QuarnFloat sres[], NagError* fail);
+
+// The Durbin-Watson statistic d of the n residuals res of a fit with ip
+// parameters, and the lower-tail probabilities pdl >= pdu of its lower and
+// upper bounding distributions at d, by Imhof's integral with a proven
+// truncation bound, correctly rounded. work (n numbers) receives the
+// eigenvalues 2 (1 - cos(pi j / n)), j = 1 .. n - 1. ifail: 0, or 1 when
+// n <= ip or ip < 1, 2 when every residual is 0 (d, pdl, pdu then unset).
+void QuarnMP_g02fcc(const int32_t* n, const int32_t* ip, const QuarnFloat res[], QuarnFloat* d, QuarnFloat* pdl,
+                    QuarnFloat* pdu, QuarnFloat work[], int32_t* ifail);
+// ------------------------------------------------------ Fourier transforms
+// The Fortran routines: every argument by address, failures in ifail (0 on
+// success, 1 for n < 1, whatever ifail held on entry). work holds n floats of
+// scratch. Any length n >= 1 is accepted. Outputs are correctly rounded to
+// the working precision (an output within 2^-(2p + 32) of the largest
+// output's magnitude may be returned as 0, p the working precision in bits);
+// an undefined or infinite input makes every output undefined.
+//
+// Hermitian storage of a sequence z of length n with z[n-k] = conj(z[k]):
+// x[0] = Re z[0]; x[k] = Re z[k] for 1 <= k <= n/2; x[n-k] = Im z[k] for
+// 1 <= k <= (n-1)/2.
+
+// Real sequence x to its transform (1/sqrt(n)) sum_j x[j] e^(-2 pi i j k/n),
+// in Hermitian storage, in place.
+void QuarnMP_c06faf_(QuarnFloat* x, const long* n, QuarnFloat* work, long* ifail);
+// Hermitian sequence (in Hermitian storage) to the real sequence
+// (1/sqrt(n)) sum_j z[j] e^(-2 pi i j k/n), in place.
+void QuarnMP_c06fbf_(QuarnFloat* x, const long* n, QuarnFloat* work, long* ifail);
+// Conjugates a Hermitian sequence in Hermitian storage: negates x[k] for
+// n/2 < k < n, exactly. c06faf, c06gbf, c06fbf in turn give back the input.
+void QuarnMP_c06gbf_(QuarnFloat* x, const long* n, long* ifail);
 
 #endif

@@ -190,7 +190,11 @@ HostObject entry::Moment(const Arguments& a) {
   for (long k : orders) {
     moments.push_back(AverageOf(s, [&](mpfr_ptr t, size_t i) {
       mpfr_sub(t, s.points[i].Mpfr(), c.Mpfr(), MPFR_RNDN);
-      mpfr_pow_si(t, t, k, MPFR_RNDN);
+      if (k == 2) {
+        mpfr_sqr(t, t, MPFR_RNDN);
+      } else if (k != 1) {
+        mpfr_pow_si(t, t, k, MPFR_RNDN);
+      }
     }));
   }
   return as_list ? FloatList(kv, moments) : FloatToHost(moments[0]);

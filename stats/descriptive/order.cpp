@@ -10,6 +10,23 @@ using quarn::floats::ExactSum;
 
 namespace quarnstats {
 
+Percentiles ReadPercentiles(const Arguments& a) {
+  QKernel kv = a.kv();
+  Percentiles p{a.Float(2), a.Float(3)};
+  if (p.lower < 0.0 || p.lower > 100.0)
+    QuarnRaiseError1(kv, "expected second argument (lower percentile) to be a numeric constant between 0 and 100, received: %1",
+                     a[2]);
+  if (p.upper < 0.0 || p.upper > 100.0)
+    QuarnRaiseError1(kv, "expected third argument (upper percentile) to be a numeric constant between 0 and 100, received: %1",
+                     a[3]);
+  if (p.lower > p.upper)
+    QuarnRaiseError2(kv,
+                     "the value of lower percentile is expected to be smaller than the value of upper percentile, "
+                     "received: %1, %2",
+                     a[2], a[3]);
+  return p;
+}
+
 namespace {
 
 // h = a + (n + b) p locates a quantile; the result interpolates between
@@ -40,8 +57,8 @@ QuarnFloat Interpolate(const Method& m, const QuarnFloat& lo, const QuarnFloat& 
 // Unweighted quantiles. Each level selects its lower neighbour; a level not
 // below the previous one selects within the part of the array the previous
 // selection left above its position.
-void UnweightedQuantiles(QuarnFloat* x, size_t n, const QuarnFloat* p, size_t count, const Method& m,
-                         QuarnFloat* out) {
+template <class E>
+void UnweightedQuantiles(E* x, size_t n, const QuarnFloat* p, size_t count, const Method& m, QuarnFloat* out) {
   const QuarnFloat nf(static_cast<double>(n));
   long previous = 0;
   for (size_t q = 0; q < count; ++q) {
@@ -91,11 +108,24 @@ void WeightedQuantiles(QuarnFloat* x, QuarnFloat* w, size_t n, const QuarnFloat*
 void Quantiles(QuarnFloat* x, QuarnFloat* w, size_t n, const QuarnFloat* p, size_t m, long method, QuarnFloat* out) {
   const Method parameters = MethodParameters(method);
   if (w == nullptr) {
-    UnweightedQuantiles(x, n, p, m, parameters, out);
+    OnKeyed(x, n, [&](auto* a) { UnweightedQuantiles(a, n, p, m, parameters, out); });
   } else {
     WeightedQuantiles(x, w, n, p, m, parameters, out);
   }
 }
+
+namespace {
+
+// The unweighted median of n > 0 values by selection.
+template <class E>
+QuarnFloat MedianOf(E* a, size_t n) {
+  if (n % 2 == 1) return SelectKth(a, n, (n - 1) / 2);
+  QuarnFloat upper = SelectKth(a, n, n / 2);
+  QuarnFloat lower = SelectKth(a, n / 2, n / 2 - 1);
+  return (upper + lower) / 2.0;
+}
+
+}  // namespace
 
 QuarnFloat Median(QuarnFloat* x, QuarnFloat* w, size_t n) {
   if (w != nullptr) {
@@ -103,21 +133,48 @@ QuarnFloat Median(QuarnFloat* x, QuarnFloat* w, size_t n) {
     Quantiles(x, w, n, &half, 1, 1, &result);
     return result;
   }
-  if (n % 2 == 1) return SelectKth(x, n, (n - 1) / 2);
-  QuarnFloat upper = SelectKth(x, n, n / 2);
-  QuarnFloat lower = SelectKth(x, n / 2, n / 2 - 1);
-  return (upper + lower) / 2.0;
+  QuarnFloat result;
+  OnKeyed(x, n, [&](auto* a) { result = MedianOf(a, n); });
+  return result;
 }
 
 namespace {
 
 // The reading of the order statistics: the sample's own arrays only when
-// ignore is off and the caller allows work in place, else a copy.
+// ignore is off and the caller allows work in place, else a copy. A long
+// unweighted copy is made keyed (as the selections would make it anyway)
+// straight from the sample, and nothing else. weights = 0: points only.
 struct OrderData {
   _DataSample sample;
-  SampleArrays arrays;
+  SampleArrays arrays{0, nullptr, nullptr};
+  UnscannedVector<KeyedFloat> keyed;
+  bool is_keyed = false;
   OrderData(const Arguments& a, int data, int weights, bool ignore, bool in_place)
-      : sample(a.kv(), a[data], a[weights]), arrays(ReadSample(a.kv(), sample, ignore, !(in_place && !ignore))) {}
+      : sample(a.kv(), a[data], weights > 0 ? a[weights] : nullptr) {
+    const bool copy = !(in_place && !ignore);
+    if (copy && !sample.HasWeights() && sample.Size() >= 64) {
+      is_keyed = true;
+      keyed.reserve(sample.Size());
+      const QuarnFloat* x = sample.Points();
+      for (size_t i = 0; i < sample.Size(); ++i) {
+        if (!ignore || !IsUndefined(x[i])) keyed.push_back({OrderKey(x[i]), x[i]});
+      }
+      arrays.n = keyed.size();
+      return;
+    }
+    arrays = ReadSample(a.kv(), sample, ignore, copy);
+  }
+  size_t n() const { return arrays.n; }
+  // Runs work(a) on the unweighted values: the keyed copy, or the arrays
+  // (keyed for the time of the work when they are long).
+  template <class Work>
+  void Unweighted(Work work) {
+    if (is_keyed) {
+      work(keyed.data());
+    } else {
+      OnKeyed(arrays.points, arrays.n, work);
+    }
+  }
 };
 
 [[noreturn]] void RaiseLevels(QKernel kv, HostObject p) {
@@ -137,25 +194,9 @@ struct TrimData {
   long kind;
   QuarnFloat lower, upper;  // fractions
   TrimData(const Arguments& a) : data(a, 1, 4, a.Bool(5), false), kind(a.Int(6)) {
-    QKernel kv = a.kv();
-    QuarnFloat lo = a.Float(2), hi = a.Float(3);
-    if (lo < 0.0 || lo > 100.0)
-      QuarnRaiseError1(kv,
-                       "expected second argument (lower percentile) to be a numeric constant between 0 and 100, "
-                       "received: %1",
-                       a[2]);
-    if (hi < 0.0 || hi > 100.0)
-      QuarnRaiseError1(kv,
-                       "expected third argument (upper percentile) to be a numeric constant between 0 and 100, "
-                       "received: %1",
-                       a[3]);
-    if (lo > hi)
-      QuarnRaiseError2(kv,
-                       "the value of lower percentile is expected to be smaller than the value of upper percentile, "
-                       "received: %1, %2",
-                       a[2], a[3]);
-    lower = lo * 0.01;
-    upper = hi * 0.01;
+    const Percentiles p = ReadPercentiles(a);
+    lower = p.lower * 0.01;
+    upper = p.upper * 0.01;
   }
 };
 
@@ -166,15 +207,24 @@ struct TrimCut {
   bool symmetric;
 };
 
-TrimCut SelectTrimRange(QuarnFloat* x, size_t n, const QuarnFloat& lower, const QuarnFloat& upper) {
+template <class E>
+TrimCut SelectTrimRange(E* a, size_t n, const QuarnFloat& lower, const QuarnFloat& upper) {
   const QuarnFloat nf(static_cast<double>(n));
   long lo = FloatToInt(lower * nf + 0.5), hi = FloatToInt(upper * nf + 0.5);
   // Percentiles within [0, 100] keep 0 <= lo <= hi <= n; selections need
   // a position inside the array.
-  if (lo < static_cast<long>(n)) SelectKth(x, n, static_cast<size_t>(lo));
+  if (lo < static_cast<long>(n)) SelectKth(a, n, static_cast<size_t>(lo));
   if (hi > lo && hi - lo < static_cast<long>(n) - lo)
-    SelectKth(x + lo, n - static_cast<size_t>(lo), static_cast<size_t>(hi - lo));
+    SelectKth(a + lo, n - static_cast<size_t>(lo), static_cast<size_t>(hi - lo));
   return {static_cast<size_t>(lo), static_cast<size_t>(hi), static_cast<long>(n) - hi == lo};
+}
+
+// The floats of a[from .. from + count - 1].
+template <class E>
+std::vector<QuarnFloat> ValuesOf(const E* a, size_t from, size_t count) {
+  std::vector<QuarnFloat> v(count);
+  for (size_t i = 0; i < count; ++i) v[i] = ValueOf(a[from + i]);
+  return v;
 }
 
 }  // namespace
@@ -186,16 +236,29 @@ using namespace quarnstats;
 HostObject entry::Median(const Arguments& a) {
   OrderData d(a, 1, 2, a.Bool(3), a.Bool(4));
   const SampleArrays& s = d.arrays;
-  return FloatToHost(s.n == 0 ? UndefinedFloat() : quarnstats::Median(s.points, s.weights, s.n));
+  if (s.n == 0) return FloatToHost(UndefinedFloat());
+  if (s.weights != nullptr) return FloatToHost(quarnstats::Median(s.points, s.weights, s.n));
+  QuarnFloat m;
+  d.Unweighted([&](auto* x) { m = MedianOf(x, s.n); });
+  return FloatToHost(m);
 }
 
 HostObject entry::MedianDeviation(const Arguments& a) {
   OrderData d(a, 1, 2, a.Bool(3), false);
   const SampleArrays& s = d.arrays;
   if (s.n == 0) return FloatToHost(UndefinedFloat());
-  QuarnFloat m = quarnstats::Median(s.points, s.weights, s.n);
-  for (size_t i = 0; i < s.n; ++i) s.points[i] = fabs(s.points[i] - m);
-  return FloatToHost(quarnstats::Median(s.points, s.weights, s.n));
+  if (s.weights != nullptr) {
+    QuarnFloat m = quarnstats::Median(s.points, s.weights, s.n);
+    for (size_t i = 0; i < s.n; ++i) s.points[i] = fabs(s.points[i] - m);
+    return FloatToHost(quarnstats::Median(s.points, s.weights, s.n));
+  }
+  QuarnFloat deviation;
+  d.Unweighted([&](auto* x) {
+    QuarnFloat m = MedianOf(x, s.n);
+    for (size_t i = 0; i < s.n; ++i) SetValue(&x[i], fabs(ValueOf(x[i]) - m));
+    deviation = MedianOf(x, s.n);
+  });
+  return FloatToHost(deviation);
 }
 
 HostObject entry::Quantile(const Arguments& a) {
@@ -219,14 +282,21 @@ HostObject entry::Quantile(const Arguments& a) {
   long method = a.Int(5);
   const SampleArrays& s = d.arrays;
   std::vector<QuarnFloat> q(p.size(), UndefinedFloat());
-  if (s.n > 0 && !p.empty()) Quantiles(s.points, s.weights, s.n, p.data(), p.size(), method, q.data());
+  if (s.n > 0 && !p.empty()) {
+    if (s.weights != nullptr) {
+      Quantiles(s.points, s.weights, s.n, p.data(), p.size(), method, q.data());
+    } else {
+      const Method parameters = MethodParameters(method);
+      d.Unweighted([&](auto* x) { UnweightedQuantiles(x, s.n, p.data(), p.size(), parameters, q.data()); });
+    }
+  }
   return Result(kv, q, as_list);
 }
 
 HostObject entry::OrderStatistic(const Arguments& a) {
   QKernel kv = a.kv();
-  _DataSample sample(kv, a[1]);
-  SampleArrays s = ReadSample(kv, sample, a.Bool(4), true);
+  OrderData d(a, 1, 0, a.Bool(4), false);
+  const SampleArrays& s = d.arrays;
   HostObject indices_arg = a[2];
   std::vector<long> indices;
   const bool as_list = IsQuarnList(kv, indices_arg);
@@ -241,23 +311,27 @@ HostObject entry::OrderStatistic(const Arguments& a) {
   std::vector<QuarnFloat> values(indices.size(), UndefinedFloat());
   const long n = static_cast<long>(s.n);
   if (n > 0) {
-    long previous = 0;
-    for (size_t q = 0; q < indices.size(); ++q) {
-      long k = indices[q];
+    for (long& k : indices) {
       if (k < -n || k > n || k == 0) QuarnRaiseError1(kv, "index out of range: %1", ToQuarnInteger(kv, k));
       if (k < 0) k = n + k + 1;
-      if (q == 0) {
-        values[q] = SelectKth(s.points, s.n, static_cast<size_t>(k - 1));
-      } else if (k == previous) {
-        values[q] = values[q - 1];
-      } else if (k < previous) {
-        values[q] = SelectKth(s.points, static_cast<size_t>(previous - 1), static_cast<size_t>(k - 1));
-      } else {
-        values[q] = SelectKth(s.points + previous - 1, static_cast<size_t>(n - previous + 1),
-                              static_cast<size_t>(k - previous));
-      }
-      previous = k;
     }
+    d.Unweighted([&](auto* a) {
+      long previous = 0;
+      for (size_t q = 0; q < indices.size(); ++q) {
+        const long k = indices[q];
+        if (q == 0) {
+          values[q] = SelectKth(a, s.n, static_cast<size_t>(k - 1));
+        } else if (k == previous) {
+          values[q] = values[q - 1];
+        } else if (k < previous) {
+          values[q] = SelectKth(a, static_cast<size_t>(previous - 1), static_cast<size_t>(k - 1));
+        } else {
+          values[q] = SelectKth(a + previous - 1, static_cast<size_t>(n - previous + 1),
+                                static_cast<size_t>(k - previous));
+        }
+        previous = k;
+      }
+    });
   }
   return Result(kv, values, as_list);
 }
@@ -267,9 +341,13 @@ HostObject entry::TrimmedMean(const Arguments& a) {
   const SampleArrays& s = t.data.arrays;
   QuarnFloat *x = s.points, *w = s.weights;
   if (w == nullptr) {
-    TrimCut cut = SelectTrimRange(x, s.n, t.lower, t.upper);
-    size_t count = cut.symmetric ? cut.hi - cut.lo : (cut.hi > cut.lo ? cut.hi - cut.lo - 1 : 0);
-    return FloatToHost(UnweightedMean(x + cut.lo, count, t.kind));
+    QuarnFloat mean;
+    t.data.Unweighted([&](auto* a) {
+      TrimCut cut = SelectTrimRange(a, s.n, t.lower, t.upper);
+      size_t count = cut.symmetric ? cut.hi - cut.lo : (cut.hi > cut.lo ? cut.hi - cut.lo - 1 : 0);
+      mean = UnweightedMean(ValuesOf(a, cut.lo, count).data(), count, t.kind);
+    });
+    return FloatToHost(mean);
   }
   // Weighted: the weight between the cuts L and U stays; a point straddling
   // a cut keeps the part of its weight inside.
@@ -296,11 +374,15 @@ HostObject entry::WinsorizedMean(const Arguments& a) {
   QuarnFloat *x = s.points, *w = s.weights;
   const size_t n = s.n;
   if (w == nullptr) {
-    TrimCut cut = SelectTrimRange(x, n, t.lower, t.upper);
-    const size_t top = cut.symmetric ? cut.hi : cut.hi - 1;  // first position replaced from above
-    if (n > 0 && cut.lo < n) std::fill(x, x + cut.lo, x[cut.lo]);
-    if (top >= 1 && top <= n) std::fill(x + top, x + n, x[top - 1]);
-    return FloatToHost(UnweightedMean(x, n, t.kind));
+    QuarnFloat mean;
+    t.data.Unweighted([&](auto* a) {
+      TrimCut cut = SelectTrimRange(a, n, t.lower, t.upper);
+      const size_t top = cut.symmetric ? cut.hi : cut.hi - 1;  // first position replaced from above
+      if (n > 0 && cut.lo < n) std::fill(a, a + cut.lo, a[cut.lo]);
+      if (top >= 1 && top <= n) std::fill(a + top, a + n, a[top - 1]);
+      mean = UnweightedMean(ValuesOf(a, 0, n).data(), n, t.kind);
+    });
+    return FloatToHost(mean);
   }
   SortWithWeights(x, w, n);
   QuarnFloat total = quarn::floats::Sum(w, n);

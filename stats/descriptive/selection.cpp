@@ -1,8 +1,12 @@
 // Selection of the k-th smallest value (with companion records or without)
 // and sorting of points with their weights.
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include "stats/descriptive/descriptive.h"
 #include "stats/descriptive/internal.h"
@@ -10,13 +14,6 @@
 namespace quarnstats {
 
 namespace {
-
-// x greater than y: x undefined and y not, or both numbers and x > y.
-inline bool Greater(const QuarnFloat& x, const QuarnFloat& y) { return Before(y, x); }
-// key below the pivot: a number below an undefined pivot, never an undefined key.
-inline bool Below(const QuarnFloat& key, const QuarnFloat& pivot) { return Before(key, pivot); }
-// key above the pivot: an undefined key above a numeric pivot, nothing above an undefined one.
-inline bool Above(const QuarnFloat& key, const QuarnFloat& pivot) { return Before(pivot, key); }
 
 // Moves nothing: selection on the keys alone.
 struct NoRecords {
@@ -64,9 +61,10 @@ class Records {
 };
 
 // Hoare's selection with a median-of-three pivot; keys and records move
-// together.
-template <class R>
-void Split(QuarnFloat* keys, R& records, size_t n, size_t k) {
+// together. "Greater" is Before reversed: an undefined key is greater than
+// any number, and a number below an undefined pivot, never the reverse.
+template <class E, class R>
+void Split(E* keys, R& records, size_t n, size_t k) {
   auto swap = [&](size_t i, size_t j) {
     std::swap(keys[i], keys[j]);
     records.Swap(i, j);
@@ -75,15 +73,15 @@ void Split(QuarnFloat* keys, R& records, size_t n, size_t k) {
   while (h > l + 1) {
     size_t m = (l + h) / 2;
     swap(m, l + 1);
-    if (Greater(keys[l], keys[h])) swap(l, h);
-    if (Greater(keys[l + 1], keys[h])) swap(l + 1, h);
-    if (Greater(keys[l], keys[l + 1])) swap(l, l + 1);
+    if (Before(keys[h], keys[l])) swap(l, h);
+    if (Before(keys[h], keys[l + 1])) swap(l + 1, h);
+    if (Before(keys[l + 1], keys[l])) swap(l, l + 1);
     size_t i = l + 1, j = h;
-    const QuarnFloat pivot = keys[l + 1];
+    const E pivot = keys[l + 1];
     records.Save(l + 1);
     for (;;) {
-      do ++i; while (Below(keys[i], pivot));
-      do --j; while (Above(keys[j], pivot));
+      do ++i; while (Before(keys[i], pivot));
+      do --j; while (Before(pivot, keys[j]));
       if (j < i) break;
       swap(i, j);
     }
@@ -94,26 +92,29 @@ void Split(QuarnFloat* keys, R& records, size_t n, size_t k) {
     if (j >= k) h = j - 1;
     if (j <= k) l = i;
   }
-  if (h == l + 1 && !IsUndefined(keys[h]) && (IsUndefined(keys[l]) || keys[h] < keys[l])) swap(l, h);
+  if (h == l + 1 && Before(keys[h], keys[l])) swap(l, h);
 }
 
-// Orders entries i < j of points (and weights) if they are out of order.
-inline void CompareAndSwap(QuarnFloat* x, QuarnFloat* w, size_t i, size_t j) {
-  if (Before(x[j], x[i])) {
-    std::swap(x[i], x[j]);
-    std::swap(w[i], w[j]);
-  }
+// A point with its weight and key, for the weighted sort.
+struct KeyedPair {
+  double key;
+  QuarnFloat x, w;
+};
+inline bool IsUndefined(const KeyedPair& a) { return std::isnan(a.key); }
+inline bool Before(const KeyedPair& a, const KeyedPair& b) {
+  return Before(KeyedFloat{a.key, a.x}, KeyedFloat{b.key, b.x});
 }
 
-}  // namespace
-
-QuarnFloat SelectKth(QuarnFloat* x, size_t n, size_t k) {
-  NoRecords none;
-  Split(x, none, n, k);
-  return x[k];
+// Orders entries i < j if they are out of order.
+template <class E>
+inline void CompareAndSwap(E* x, size_t i, size_t j) {
+  if (Before(x[j], x[i])) std::swap(x[i], x[j]);
 }
 
-void SortWithWeights(QuarnFloat* x, QuarnFloat* w, size_t n) {
+// Quicksort with a median-of-three pivot down to segments of fewer than six
+// entries, then one insertion pass over the whole range.
+template <class E>
+void QuickSort(E* x, size_t n) {
   if (n < 2) return;
   // Segments [lo, hi] still to partition; the smaller side is pushed, so
   // the stack holds at most log2(n) of them.
@@ -124,24 +125,21 @@ void SortWithWeights(QuarnFloat* x, QuarnFloat* w, size_t n) {
     auto [lo, hi] = stack[--top];
     while (hi - lo >= 5) {
       size_t mid = lo + (hi - lo) / 2;
-      CompareAndSwap(x, w, lo, mid);
-      CompareAndSwap(x, w, lo, hi);
-      CompareAndSwap(x, w, mid, hi);
+      CompareAndSwap(x, lo, mid);
+      CompareAndSwap(x, lo, hi);
+      CompareAndSwap(x, mid, hi);
       // The median sits at mid, with x[lo] <= it <= x[hi] as sentinels;
       // park it next to the top and partition [lo + 1, hi - 2].
       std::swap(x[mid], x[hi - 1]);
-      std::swap(w[mid], w[hi - 1]);
-      const QuarnFloat pivot = x[hi - 1];
+      const E pivot = x[hi - 1];
       size_t i = lo, j = hi - 1;
       for (;;) {
         while (Before(x[++i], pivot)) {}
         while (Before(pivot, x[--j])) {}
         if (i >= j) break;
         std::swap(x[i], x[j]);
-        std::swap(w[i], w[j]);
       }
       std::swap(x[i], x[hi - 1]);
-      std::swap(w[i], w[hi - 1]);
       if (i - lo < hi - i) {
         if (i > lo + 1) stack[top++] = {lo, i - 1};
         lo = i + 1;
@@ -149,19 +147,69 @@ void SortWithWeights(QuarnFloat* x, QuarnFloat* w, size_t n) {
         if (hi > i + 1) stack[top++] = {i + 1, hi};
         hi = i - 1;
       }
-      if (hi < lo) break;
     }
   }
   for (size_t i = 1; i < n; ++i) {
-    QuarnFloat xi = x[i], wi = w[i];
+    E xi = x[i];
     size_t j = i;
-    for (; j > 0 && Before(xi, x[j - 1]); --j) {
-      x[j] = x[j - 1];
-      w[j] = w[j - 1];
-    }
+    for (; j > 0 && Before(xi, x[j - 1]); --j) x[j] = x[j - 1];
     x[j] = xi;
-    w[j] = wi;
   }
+}
+
+}  // namespace
+
+double OrderKey(const QuarnFloat& f) {
+  mpfr_srcptr x = f.Mpfr();
+  if (!mpfr_regular_p(x)) {
+    if (mpfr_nan_p(x)) return std::nan("");
+    if (mpfr_inf_p(x)) return mpfr_sgn(x) > 0 ? HUGE_VAL : -HUGE_VAL;
+    return 0.0;
+  }
+  // x = 0.1b...b * 2^e: its top 53 bits make the double 1.b...b * 2^(e-1)
+  // (truncation, a monotone map). Beyond the double range every magnitude
+  // has one key, the largest finite double or the smallest normal one,
+  // which keeps the map monotone.
+  const long biased = mpfr_get_exp(x) - 1 + 1023;
+  double v;
+  if (biased < 1) {
+    v = DBL_MIN;
+  } else if (biased > 2046) {
+    v = DBL_MAX;
+  } else {
+    const mp_limb_t top = x->_mpfr_d[(mpfr_get_prec(x) - 1) / GMP_NUMB_BITS];
+    const uint64_t bits = (static_cast<uint64_t>(biased) << 52) |
+                          ((static_cast<uint64_t>(top) >> (GMP_NUMB_BITS - 53)) & ((uint64_t{1} << 52) - 1));
+    std::memcpy(&v, &bits, sizeof v);
+  }
+  return mpfr_signbit(x) ? -v : v;
+}
+
+KeyedCopy::KeyedCopy(const QuarnFloat* x, size_t n) : v_(n) {
+  for (size_t i = 0; i < n; ++i) v_[i] = {OrderKey(x[i]), x[i]};
+}
+
+void KeyedCopy::WriteBack(QuarnFloat* x) const {
+  for (size_t i = 0; i < v_.size(); ++i) x[i] = v_[i].x;
+}
+
+QuarnFloat SelectKth(QuarnFloat* x, size_t n, size_t k) {
+  NoRecords none;
+  Split(x, none, n, k);
+  return x[k];
+}
+
+QuarnFloat SelectKth(KeyedFloat* x, size_t n, size_t k) {
+  NoRecords none;
+  Split(x, none, n, k);
+  return x[k].x;
+}
+
+void SortWithWeights(QuarnFloat* x, QuarnFloat* w, size_t n) {
+  UnscannedVector<KeyedPair> v(n);
+  for (size_t i = 0; i < n; ++i) v[i] = {OrderKey(x[i]), x[i], w[i]};
+  QuickSort(v.data(), n);
+  for (size_t i = 0; i < n; ++i) x[i] = v[i].x, w[i] = v[i].w;
 }
 
 }  // namespace quarnstats

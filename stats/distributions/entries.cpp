@@ -189,6 +189,12 @@ using quarnstats::UniformFloat;
 #define STATS_DIST_DEFINE_Deviate_IntegerLocal STATS_DIST_DEFINE_Deviate_Real
 #define STATS_DIST_DEFINE_Deviate_Tolerance(N, P) STATS_DIST_DEFINE_TOLERANCE_ENTRY(N, Deviate, kDigits)
 #define STATS_DIST_DEFINE_Deviate_None(N, P)
+#define STATS_DIST_DEFINE_Upper_Real(N, P)                                          \
+  STATS_DIST_DEFINE_ENTRY(N, UpperProbability, &STATS_##N##UpperProbability_MP) \
+  STATS_DIST_DEFINE_ENTRY(N, UpperDeviate, &STATS_##N##UpperDeviate_MP)
+#define STATS_DIST_DEFINE_Upper_None(N, P)
+#define STATS_DIST_DEFINE_Density_Real(N, P) STATS_DIST_DEFINE_ENTRY(N, Density, &STATS_##N##Density_MP)
+#define STATS_DIST_DEFINE_Density_None(N, P)
 
 // Inversion: one uniform through the deviate. Both generated kinds get the
 // parameter-array overload.
@@ -211,9 +217,11 @@ using quarnstats::UniformFloat;
   }
 #define STATS_DIST_DEFINE_Sample_Own(N, P, VARIATE)
 
-#define FAMILY(N, P, A, PROBABILITY, DEVIATE, VARIATE, SAMPLE)                  \
+#define FAMILY(N, P, A, PROBABILITY, DEVIATE, UPPER, DENSITY, VARIATE, SAMPLE)  \
   STATS_DIST_DEFINE_Probability_##PROBABILITY(N, P)                              \
   STATS_DIST_DEFINE_Deviate_##DEVIATE(N, P)                                      \
+  STATS_DIST_DEFINE_Upper_##UPPER(N, P)                                          \
+  STATS_DIST_DEFINE_Density_##DENSITY(N, P)                                      \
   STATS_DIST_DEFINE_Variate_##VARIATE(N, P, A)                                   \
   STATS_DIST_DEFINE_ENTRY(N, RandomVariate, STATS_DIST_VARIATE_##VARIATE(N, P))  \
   STATS_DIST_DEFINE_Sample_##SAMPLE(N, P, VARIATE)

@@ -132,8 +132,8 @@ void _SampleVector::ConvertToFloatArray() {
 _DataSample::_DataSample(QKernel kv, HostObject points) : points_(new _SampleVector(kv, points)), kv_(kv) {}
 
 _DataSample::_DataSample(QKernel kv, HostObject points, HostObject weights)
-    : points_(new _SampleVector(kv, points)), weights_(new _SampleVector(kv, weights)), kv_(kv) {
-  if (weights_->Size() == 0) weights_.reset();
+    : points_(new _SampleVector(kv, points)), weights_(weights ? new _SampleVector(kv, weights) : nullptr), kv_(kv) {
+  if (weights_ && weights_->Size() == 0) weights_.reset();
   if (weights_ && weights_->Size() != points_->Size())
     QuarnRaiseError2(kv, "vector of points and vector of weights are expected to have the same size, received %1, %2",
                      points, weights);

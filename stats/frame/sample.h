@@ -43,7 +43,7 @@ class _SampleVector {
 };
 
 // Points and optional weights of the same size. A weights rtable with no
-// elements counts as no weights.
+// elements (or a null weights handle) counts as no weights.
 class _DataSample {
  public:
   _DataSample(QKernel kv, HostObject points);

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 #include "platform/numerics/numerics.h"
 #include "stats/manipulation/internal.h"
@@ -68,6 +69,14 @@ long CompareGeneral(const void* a, const void* b) {
   return x == y ? 0 : 1;
 }
 
+// Floats with their order keys, by the same rule as CompareGeneral.
+long CompareKeyed(const void* a, const void* b) {
+  const KeyedFloat& x = *static_cast<const KeyedFloat*>(a);
+  const KeyedFloat& y = *static_cast<const KeyedFloat*>(b);
+  if (Before(x, y)) return -1;
+  return x.key == y.key && mpfr_equal_p(x.x.Mpfr(), y.x.Mpfr()) ? 0 : 1;
+}
+
 // The comparison of a data type; null for the complex types.
 QuarnMP_Compare ComparatorFor(int data_type) {
   switch (data_type) {
@@ -81,15 +90,6 @@ QuarnMP_Compare ComparatorFor(int data_type) {
     case RTABLE_COMPLEX: return nullptr;
     default: return CompareGeneral;
   }
-}
-
-[[noreturn]] void RaiseNotOneDimensional(QKernel kv, HostObject data) {
-  QuarnRaiseError1(kv, "invalid data sample, expected: one-dimensional array, received %1", data);
-}
-
-HostObject OneDimensional(QKernel kv, HostObject data) {
-  if (!IsQuarnRTable(kv, data) || RTableNumDimensions(kv, data) != 1) RaiseNotOneDimensional(kv, data);
-  return data;
 }
 
 // The rtable itself when its storage is rectangular (and its data type the
@@ -171,8 +171,22 @@ void STATS_RankSortDataBlock_MP(QKernel kv, void* block, unsigned int* ranks, in
   NagError fail{};
   fail.print = 0;
   fail.handler = nullptr;
-  QuarnMP_m01dsc(block, n > 0 ? static_cast<size_t>(n) : 0, STATS_RTableDataSize_MP(kv, data_type), compare,
-                 ascending == 1 ? Nag_Ascending : Nag_Descending, ranks, &fail);
+  const size_t count = n > 0 ? static_cast<size_t>(n) : 0;
+  const Nag_SortOrder order = ascending == 1 ? Nag_Ascending : Nag_Descending;
+  // Host objects that are all floats are ranked through their order keys:
+  // the same order, but each comparison reads two records side by side
+  // instead of two objects anywhere in the heap.
+  const auto* objects = static_cast<const HostObject*>(block);
+  if (compare == CompareGeneral && std::all_of(objects, objects + count, IsSoftwareFloat)) {
+    std::vector<KeyedFloat> keyed(count);
+    for (size_t i = 0; i < count; ++i) {
+      QuarnFloat x = FloatFromHost(objects[i]);
+      keyed[i] = {OrderKey(x), x};
+    }
+    QuarnMP_m01dsc(keyed.data(), count, sizeof(KeyedFloat), CompareKeyed, order, ranks, &fail);
+  } else {
+    QuarnMP_m01dsc(block, count, STATS_RTableDataSize_MP(kv, data_type), compare, order, ranks, &fail);
+  }
   if (fail.code != 0) RaisePlain(kv, fail.message);
 }
 

@@ -24,6 +24,9 @@ struct FamilyEntries {
   HostEntry variate = nullptr;
   HostEntry sample = nullptr;
   ArrayVariate array_variate = nullptr;  // null where the family has no parameter-array overload
+  HostEntry upper_probability = nullptr;
+  HostEntry upper_deviate = nullptr;
+  HostEntry density = nullptr;
   bool integer_deviate = false;
 };
 
@@ -42,12 +45,17 @@ struct FamilyEntries {
 #define REGISTRY_Array_Own REGISTRY_Array_Inversion
 #define REGISTRY_Array_Explicit(N) nullptr
 #define REGISTRY_Array_Flag(N) nullptr
+#define REGISTRY_Upper_Real(N) &STATS_Quarn##N##UpperProbability_MP, &STATS_Quarn##N##UpperDeviate_MP
+#define REGISTRY_Upper_None(N) nullptr, nullptr
+#define REGISTRY_Density_Real(N) &STATS_Quarn##N##Density_MP
+#define REGISTRY_Density_None(N) nullptr
 
 inline const std::vector<FamilyEntries>& Families() {
   static const std::vector<FamilyEntries> families = {
-#define FAMILY(N, P, A, PROBABILITY, DEVIATE, VARIATE, SAMPLE)                                          \
+#define FAMILY(N, P, A, PROBABILITY, DEVIATE, UPPER, DENSITY, VARIATE, SAMPLE)                          \
   {#N, REGISTRY_Probability_##PROBABILITY(N), REGISTRY_Deviate_##DEVIATE(N), &STATS_Quarn##N##RandomVariate_MP, \
-   &STATS_Quarn##N##RandomSample_MP, REGISTRY_Array_##VARIATE(N), std::string(#DEVIATE).rfind("Integer", 0) == 0},
+   &STATS_Quarn##N##RandomSample_MP, REGISTRY_Array_##VARIATE(N), REGISTRY_Upper_##UPPER(N),                  \
+   REGISTRY_Density_##DENSITY(N), std::string(#DEVIATE).rfind("Integer", 0) == 0},
 #include "stats/distributions/families.inc"
 #undef FAMILY
   };
@@ -69,6 +77,9 @@ inline HostEntry EntryNamed(const std::string& name) {
     for (const FamilyEntries& f : Families()) {
       if (f.probability) m["Quarn" + f.name + "Probability"] = f.probability;
       if (f.deviate) m["Quarn" + f.name + "Deviate"] = f.deviate;
+      if (f.upper_probability) m["Quarn" + f.name + "UpperProbability"] = f.upper_probability;
+      if (f.upper_deviate) m["Quarn" + f.name + "UpperDeviate"] = f.upper_deviate;
+      if (f.density) m["Quarn" + f.name + "Density"] = f.density;
       m["Quarn" + f.name + "RandomVariate"] = f.variate;
       m["Quarn" + f.name + "RandomSample"] = f.sample;
     }
