@@ -381,10 +381,12 @@ TEST(DistributionTable, UpperTailsAndDensityMatchTheProbability) {
 // A deviate that refuses a level of exactly 1 (the routines', whose upper
 // end has no finite deviate) names the entry that takes the upper tail; other
 // refused levels get the routine's message alone, and Digits is as it was.
+// (The families without upper-tail entries search their probability with
+// the root finders, whose own messages end a search that cannot reach 1.)
 TEST(DistributionTable, DeviateAtLevelOneNamesTheUpperTailEntry) {
   std::vector<std::string> refusing;
   for (const Case& c : Cases()) {
-    if (c.arity[1] < 0 || c.cdf) continue;
+    if (c.arity[1] < 0 || c.cdf || !HasUpperAndDensity(c)) continue;
     const long digits = host::WorkingDigits();
     std::string at_one = ErrorOf([&] { Call(EntryNamed(EntryName(c, "Deviate")), Args(c, host::MakeFloat(1))); });
     EXPECT_EQ(digits, host::WorkingDigits()) << c.name;
