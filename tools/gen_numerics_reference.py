@@ -414,7 +414,8 @@ def hypergeometric_all(n, l, m, k):
     sample of l from n of which m are marked: integer sums of
     C(m, j) C(n - m, l - j) over C(n, l), walked outward from k on the side
     away from the mean and stopped once the rest is 60 digits below the
-    working digits (exact when the walk reaches the end of the support).
+    working digits relative to the sum so far (exact when the walk reaches
+    the end of the support).
     Above a population of 10^5 the integers (and CPython's quadratic
     division of them) grow too large: the same walk in mpmath floats at 60
     digits more, from the mass at k by mpmath's loggamma."""
@@ -428,7 +429,9 @@ def hypergeometric_all(n, l, m, k):
         return hypergeometric_float(n, l, m, k, lo, hi)
     total = math.comb(n, l)
     at_k = math.comb(m, k) * math.comb(n - m, l - k)
-    cut = total.bit_length() - int((mp.dps + 60) * 3.33)
+    # The walk stops once a term is 60 digits below the working digits of
+    # the sum so far (and the terms are falling by at least half a step).
+    cut_bits = int((mp.dps + 60) * 3.33)
     upper_side = k * n >= l * m
     j = k + 1 if upper_side else k
     term = math.comb(m, j) * math.comb(n - m, l - j) if lo <= j <= hi else 0
@@ -447,7 +450,7 @@ def hypergeometric_all(n, l, m, k):
             term = term * j * (n - m - l + j) // ((m - j + 1) * (l - j + 1))
             j -= 1
             shrinking = j * (n - m - l + j) < (m - j + 1) * (l - j + 1) // 2
-        if shrinking and term.bit_length() < cut:
+        if shrinking and term.bit_length() < acc.bit_length() - cut_bits:
             break
     side, rest, mass = (ratio(v, total) for v in (acc, total - acc, at_k))
     return (rest, side, mass) if upper_side else (side, rest, mass)
@@ -691,7 +694,8 @@ def cases():
     # Discrete: (n, p, k), (lambda, k), (n, l, m, k). The binomial rows reach
     # n = 10^9 and lower tails near 1e-300 (n = 1875, k = 187); the Poisson
     # rows means up to 10^8 and tails on both sides; the hypergeometric rows
-    # populations up to 10^7 and k below and above the support.
+    # populations up to 10^7, k below and above the support, and tails near
+    # 1e-300 on either side.
     binomial_rows = [(4, 0.5, 2), (19, 0.44, 13), (100, 0.75, 67), (2000, 0.33, 700), (10, 0.3, 0),
                      (10, 0.3, 10), (50, 0.5, 25), (1000, 0.001, 3), (1875, 0.5, 187), (3000, 0.999, 2998),
                      (1e6, 0.5, 499000), (1e6, 0.01, 9700), (1e6, 2.0 ** -30, 0), (1e9, 0.5, 5e8 - 1e5),
@@ -702,7 +706,8 @@ def cases():
     hypergeometric_rows = [(10, 5, 4, 2), (100, 30, 40, 12), (1000, 500, 500, 250), (50, 20, 30, 5),
                            (10, 7, 6, 2), (10, 7, 6, 3), (10, 7, 6, 7), (20, 5, 5, 5), (20, 0, 5, 0),
                            (10000, 5000, 5000, 2000), (10000, 100, 9000, 95), (1e6, 1e5, 1e5, 10500),
-                           (1e7, 1000, 1e6, 50), (1e7, 5e6, 3e6, 1497000), (1e7, 5e6, 3e6, 1500000)]
+                           (1e7, 1000, 1e6, 50), (1e7, 5e6, 3e6, 1497000), (1e7, 5e6, 3e6, 1500000),
+                           (10000, 5000, 5000, 1580), (1e6, 1e5, 1e5, 13500)]
     # Non-central: non-centrality up to 10^4, degrees of freedom from 2^-7
     # (about 0.01) to 10^6, lower tails from about 1e-300 to near 1.
     nc_chisq_rows = [(3.5, 4.0, 2.5), (0.5, 1.0, 1.0), (10.0, 3.0, 20.0), (1e-3, 2.0, 5.0), (100.0, 10.0, 50.0),
