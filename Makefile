@@ -2,7 +2,8 @@
 # make check: install what is missing, build (warnings as errors, UBSan), run every test.
 BUILD ?= build
 DEPS = g++ cmake ninja-build libmpfr-dev libgmp-dev libflint-dev libflint-arb-dev libgc-dev \
-       libgtest-dev libbenchmark-dev libedit-dev python3-mpmath libboost-dev
+       libgtest-dev libbenchmark-dev libedit-dev python3-mpmath libboost-dev libcsv-dev gnuplot-nox \
+       pkg-config
 CMAKE_FLAGS ?= -DQUARN_WERROR=ON -DQUARN_UBSAN=ON
 # ccache, when the machine has it, makes rebuilds of other trees cheap.
 CCACHE := $(shell command -v ccache 2>/dev/null)

@@ -15,6 +15,7 @@
 #include <cmath>
 #include <functional>
 
+#include "platform/host/host.h"
 #include "platform/numerics/internal.h"
 
 namespace quarn::numerics {
@@ -146,6 +147,7 @@ void GammaLowerBelowMean(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec) {
 }  // namespace
 
 void GammaTail(arb_ptr res, arb_srcptr a, arb_srcptr z, bool upper, slong prec) {
+  host::CheckInterrupt();  // one evaluation at high precision can take a second
   if (arb_is_zero(z)) {
     upper ? arb_one(res) : arb_zero(res);
     return;
@@ -303,6 +305,7 @@ void BetaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_
 }
 
 void BetaTail(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, bool upper, slong prec) {
+  host::CheckInterrupt();  // one evaluation at high precision can take a second
   // Wanted: I_X(A, B).
   arb_srcptr A = upper ? b : a, B = upper ? a : b, X = upper ? y : x, Y = upper ? x : y;
   if (arb_is_zero(X)) {
