@@ -11,7 +11,7 @@ ifneq ($(CCACHE),)
 CMAKE_FLAGS += -DCMAKE_CXX_COMPILER_LAUNCHER=$(CCACHE) -DCMAKE_C_COMPILER_LAUNCHER=$(CCACHE)
 endif
 
-.PHONY: all deps configure build check demo bench clean
+.PHONY: all deps configure build check demo bench clean doc
 
 all: build
 
@@ -34,6 +34,11 @@ check: build
 demo: build
 	@if [ -x $(BUILD)/bin/quarn ] && [ -f examples/tour.q ]; then \
 	  $(BUILD)/bin/quarn examples/tour.q; else $(BUILD)/bin/demo; fi
+
+# doc/entries.md, the reference of every entry, from the entry tables.
+doc: configure
+	cmake --build $(BUILD) -j2 --target gen_entries_md
+	$(BUILD)/bin/gen_entries_md --write doc/entries.md
 
 # Benchmarks build without the sanitizer, optimised.
 bench: deps

@@ -67,6 +67,20 @@ HostObject RoundFloat(HostObject x, Rounding mode) {
   mpfr_ptr f = host::FloatMpfr(x);
   if (!mpfr_number_p(f)) return x;  // undefined and infinities stay as they are
   Mpz z;
+  // A float of at least 10^digits has no fraction at the digits it carries:
+  // it stands for the integer its decimal digits show (1.5e25 is
+  // 15000000000000000000000000), not for its binary neighbour.
+  const long digits = std::max(1L, host::FloatDigits(x));
+  if (!mpfr_zero_p(f) && mpfr_get_exp(f) > static_cast<mpfr_exp_t>(digits * 3.33) + 1) {
+    mpfr_exp_t e10;
+    char* text = mpfr_get_str(nullptr, &e10, 10, static_cast<size_t>(digits), f, MPFR_RNDN);
+    mpz_set_str(z.v, text, 10);
+    mpfr_free_str(text);
+    Mpz scale;
+    mpz_ui_pow_ui(scale.v, 10, static_cast<unsigned long>(std::max<long>(0, static_cast<long>(e10) - digits)));
+    mpz_mul(z.v, z.v, scale.v);
+    return host::MakeIntegerFromMpz(z.v);
+  }
   mpfr_t r;
   mpfr_init2(r, mpfr_get_prec(f));
   switch (mode) {
@@ -137,8 +151,22 @@ HostObject Abs(const std::vector<HostObject>& a) {
       return host::Compare(x, host::MakeInteger(0)) < 0 ? host::Neg(x) : x;
     case host::Kind::Complex: {
       HostObject re = host::ComplexRe(x), im = host::ComplexIm(x);
-      if (host::KindOf(re) != host::Kind::Float && host::KindOf(im) != host::Kind::Float) return Unevaluated("abs", a);
-      return host::Evalf(host::MakeFunction(host::Name("sqrt"), {host::Add(host::Mul(re, re), host::Mul(im, im))}));
+      HostObject square = host::Add(host::Mul(re, re), host::Mul(im, im));
+      if (host::KindOf(re) == host::Kind::Float || host::KindOf(im) == host::Kind::Float) {
+        return host::Evalf(host::MakeFunction(host::Name("sqrt"), {square}));
+      }
+      // Exact parts: the exact root when the square is a square of a rational.
+      HostObject num = host::KindOf(square) == host::Kind::Rational ? host::Slot(square, 1) : square;
+      HostObject den = host::KindOf(square) == host::Kind::Rational ? host::Slot(square, 2) : host::MakeInteger(1);
+      Mpz n, d;
+      host::IntegerToMpz(num, n.v);
+      host::IntegerToMpz(den, d.v);
+      if (mpz_perfect_square_p(n.v) && mpz_perfect_square_p(d.v)) {
+        mpz_sqrt(n.v, n.v);
+        mpz_sqrt(d.v, d.v);
+        return host::MakeRational(host::MakeIntegerFromMpz(n.v), host::MakeIntegerFromMpz(d.v));
+      }
+      return host::MakeFunction(host::Name("sqrt"), {square});
     }
     default:
       return Unevaluated("abs", a);

@@ -6,7 +6,7 @@
 // rounded once from their decimal text; an empty field, NA or NaN is the
 // undefined float (missing data). A ragged or non-numeric file is an error
 // that names the line and column. ExportMatrix writes floats with all their
-// digits, so that a file read back at the same Digits gives the same matrix,
+// digits, so that a file read back at the same Digits prints the same,
 // and returns the number of bytes written.
 #include <csv.h>
 

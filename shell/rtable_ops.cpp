@@ -82,11 +82,12 @@ HostObject Elementwise(HostObject a, HostObject b, int data_type, F f) {
 }
 
 std::string Shape(HostObject rt) {
-  std::string s;
-  for (int d = 1; d <= Dims(rt); ++d) s += (d > 1 ? " x " : "") + std::to_string(Extent(rt, d));
-  static const char* const kinds[] = {"Array", "Matrix", "column Vector", "row Vector"};
+  if (Dims(rt) == 2) return "a " + std::to_string(Extent(rt, 1)) + " x " + std::to_string(Extent(rt, 2)) + " Matrix";
+  static const char* const kinds[] = {"an Array", "a Matrix", "a column Vector", "a row Vector"};
   int32_t subtype = Settings(rt).subtype;
-  return "a " + s + " " + (subtype >= 0 && subtype <= 3 ? kinds[subtype] : "rtable");
+  std::string size;
+  for (int d = 1; d <= Dims(rt); ++d) size += (d > 1 ? " x " : "") + std::to_string(Extent(rt, d));
+  return std::string(subtype >= 0 && subtype <= 3 ? kinds[subtype] : "an rtable") + " of " + size + " elements";
 }
 
 [[noreturn]] void Mismatch(const char* op, HostObject a, HostObject b) {

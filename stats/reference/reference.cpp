@@ -231,7 +231,11 @@ void AddHandWritten(std::vector<Page>* out) {
         group = std::string(f.name) + " distribution";
       }
     }
-    out->push_back(FromRow(r, "Distributions", group));
+    // After the family's generated pages.
+    auto at = out->end();
+    for (auto it = out->begin(); it != out->end(); ++it)
+      if (it->group == group) at = it + 1;
+    out->insert(at, FromRow(r, "Distributions", group));
   }
 }
 
