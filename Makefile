@@ -1,6 +1,11 @@
 # make demo: install what is missing, build, run the tour.
 # make check: install what is missing, build (warnings as errors, UBSan), run every test.
+# make shell: the shell and the library alone, optimised, without tests (build-shell).
+# make install PREFIX=/opt/quarn: that build installed (bin, lib, include, share/doc).
+# make doc: doc/entries.md from the entry tables.
 BUILD ?= build
+SHELL_BUILD ?= build-shell
+PREFIX ?= /usr/local
 DEPS = g++ cmake ninja-build libmpfr-dev libgmp-dev libflint-dev libflint-arb-dev libgc-dev \
        libgtest-dev libbenchmark-dev libedit-dev python3-mpmath libboost-dev libcsv-dev gnuplot-nox \
        pkg-config
@@ -11,7 +16,7 @@ ifneq ($(CCACHE),)
 CMAKE_FLAGS += -DCMAKE_CXX_COMPILER_LAUNCHER=$(CCACHE) -DCMAKE_C_COMPILER_LAUNCHER=$(CCACHE)
 endif
 
-.PHONY: all deps configure build check demo bench clean doc
+.PHONY: all deps configure build check demo bench clean doc shell install
 
 all: build
 
@@ -31,9 +36,17 @@ build: configure
 check: build
 	ctest --test-dir $(BUILD) --output-on-failure -j2
 
+# The tour as a worksheet: each statement, then its result.
 demo: build
-	@if [ -x $(BUILD)/bin/quarn ] && [ -f examples/tour.q ]; then \
-	  $(BUILD)/bin/quarn examples/tour.q; else $(BUILD)/bin/demo; fi
+	@$(BUILD)/bin/quarn --echo examples/tour.q
+
+shell: deps
+	@[ -f $(SHELL_BUILD)/build.ninja ] || cmake -S . -B $(SHELL_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release \
+	  -DQUARN_TESTS=OFF $(filter -DCMAKE_%_COMPILER_LAUNCHER=%,$(CMAKE_FLAGS))
+	cmake --build $(SHELL_BUILD) -j2 --target quarn
+
+install: shell
+	cmake --install $(SHELL_BUILD) --prefix $(PREFIX)
 
 # doc/entries.md, the reference of every entry, from the entry tables.
 doc: configure
@@ -48,4 +61,4 @@ bench: deps
 	bash bench/run_distributions.sh build-bench
 
 clean:
-	rm -rf $(BUILD) build-bench
+	rm -rf $(BUILD) build-bench $(SHELL_BUILD)
