@@ -55,7 +55,7 @@ doc: configure
 
 # Benchmarks build without the sanitizer, optimised.
 bench: deps
-	cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DQUARN_BENCH=ON > /dev/null
+	cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DQUARN_BENCH=ON -DQUARN_TESTS=OFF > /dev/null
 	cmake --build build-bench -j2
 	bash bench/run_memory.sh build-bench
 	bash bench/run_distributions.sh build-bench

@@ -1,8 +1,9 @@
 # A tour of quarn, the shell of the quarnstats library.
-# Run it with `make demo`, or build/bin/quarn examples/tour.q.
+# Run it with `make demo` (build/bin/quarn --echo examples/tour.q), which
+# shows each statement before its result.
 # A statement ending in ';' shows its result, one ending in ':' is quiet.
 
-printf("\n== Numbers: exact integers and rationals, floats at the working precision\n");
+# == Numbers: exact integers and rationals, floats at the working precision
 2^100;
 1/3 + 1/6;
 Digits;
@@ -19,7 +20,7 @@ sin(1);                 # calls of known functions stay symbolic ...
 evalf(sin(1));          # ... until evalf evaluates them
 sqrt(2.);               # or a float argument does
 
-printf("\n== Lists, ranges, equations, sequences and tables\n");
+# == Lists, ranges, equations, sequences and tables
 L := [4, 5, 6];
 L[2], L[-1], nops(L);
 1..10;
@@ -31,7 +32,7 @@ t[Poisson];
 t[Gamma] := "continuous":
 t;
 
-printf("\n== rtables of several data types\n");
+# == rtables of several data types
 v := Vector([1, 2/3, sqrt(2), Pi]);
 Array(0..2, [1.5, 2.5, 3.5], datatype = float[8]);
 Array(1..3, [-7, 0, 7], datatype = integer[4]);
@@ -44,7 +45,7 @@ S[5] := 2.5:
 S;
 Vector(30, i -> i^2);   # long rtables print their ends
 
-printf("\n== Procedures\n");
+# == Procedures
 sq := x -> x^2;
 sq(12);
 phi := x -> exp(-x^2/2) / sqrt(2*Pi):
@@ -59,14 +60,14 @@ mean([2.5, 3, 7]);
 fib := proc(n) if n < 2 then n else fib(n - 1) + fib(n - 2) end if end proc:
 seq(fib(i), i = 1..15);
 
-printf("\n== Calling the library: QuarnEvaluateToFloat turns an rtable into floats\n");
+# == Calling the library: QuarnEvaluateToFloat turns an rtable into floats
 QuarnEvaluateToFloat(v);
 Digits := 25:
 QuarnEvaluateToFloat(v);
 Digits := 10:
 QuarnEvaluateToFloat(Array(1..3, [1, 2, 3], datatype = integer[2]));
 
-printf("\n== Continuous distributions at 50 digits\n");
+# == Continuous distributions at 50 digits
 Digits := 50:
 QuarnNormalProbability(1.96, 0, 1);         # P(Z <= 1.96)
 QuarnNormalDeviate(0.975, 0, 1);            # the quantile: 1.95996...
@@ -82,13 +83,23 @@ randomize(2024):
 QuarnNormalRandomVariate(0, 1);             # the same seed, the same variate
 Digits := 10:
 
-printf("\n== Root finding on your own procedures\n");
+# == Root finding on your own procedures
 Digits := 25:
 QuarnBrentMethod(2, x -> x^2, 0, 2, 1, 100);        # sqrt(2) to 25 digits
 QuarnNewtonRaphsonSafe(0, x -> cos(x) - x, x -> -sin(x) - 1, 0.5, 0, 1, 1, 100);   # cos(x) = x
 Digits := 10:
 
-printf("\n== Errors name the entry they came from\n");
+# == Data files, builtins and help
+M := Matrix([[1, 2], [3, 4]]):
+M . Transpose(M), 2*M - M;
+printf("%.5f %e\n", QuarnNormalProbability(1, 0, 1), QuarnNormalDeviate(1e-10, 0, 1));
+floor(7/2), round(-2.5), iquo(17, 5), irem(17, 5), max([3, 1, 4]), sort([3, 1, 2]);
+help(QuarnGammaDeviate);
+# ImportMatrix("data.csv", header = true) reads a CSV file, ExportMatrix writes one;
+# plot, histogram and densityplot draw pictures through gnuplot (doc/plots.q).
+
+# == Errors name the entry they came from, and a mistyped name is no entry
+QuarnNormDeviate(0.975, 0, 1);
 try
   QuarnEvaluateToFloat(v, 2)
 catch:

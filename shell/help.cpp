@@ -179,7 +179,8 @@ std::string ReferenceMarkdown(std::vector<std::string>* problems) {
   const std::vector<std::string>& exported = LibraryEntryNames();
   const std::string how =
       ": add its row to the docs.inc of the folder that defines the entry (ENTRY_DOC, or FAMILY_DOC for a "
-      "distribution family; stats/reference/reference.cpp explains the columns), then run make doc";
+      "distribution family; a new kind of family entry gets its page in AddFamily; "
+      "stats/reference/reference.cpp explains it all), then run make doc";
   std::set<std::string> documented;
   for (const EntryPage& p : pages) {
     documented.insert(p.name);

@@ -83,6 +83,7 @@ int main(int argc, char** argv) {
   int status = 0;
   Session session;
   session.SetEcho(echo);
+  if (echo) session.SetDisplay(Session::Display::TwoDimensional);
   try {
     if (have_e) {
       status = session.Run(statements, true) ? 0 : 1;

@@ -21,15 +21,19 @@ bool OnlySpace(const std::string& s) { return s.find_first_not_of(" \t\r") == st
 
 // The source of a statement as a worksheet shows it: the comments and blank
 // lines before it as they are, its code lines after a "> " prompt.
-void EchoSource(const std::string& text) {
+void EchoSource(const std::string& text, bool first) {
   std::istringstream in(text);
   std::string line, out;
-  bool started = false, blank_before = false;
+  bool started = !first, blank_before = false;
+  // The rest of the previous statement's line comes first: not a blank line.
+  bool rest_of_line = !first;
   while (std::getline(in, line)) {
     if (OnlySpace(line)) {
-      blank_before = started;
+      if (!rest_of_line) blank_before = started;
+      rest_of_line = false;
       continue;
     }
+    rest_of_line = false;
     if (blank_before) out += "\n";
     blank_before = false;
     size_t first = line.find_first_not_of(" \t");
@@ -131,7 +135,7 @@ bool Session::Run(const std::string& source, bool lenient) {
     }
     if (echo_source_) {
       size_t end = EchoEnd(source, s->end);
-      EchoSource(source.substr(echoed, end - echoed));
+      EchoSource(source.substr(echoed, end - echoed), echoed == 0);
       echoed = end;
     }
     try {

@@ -12,7 +12,9 @@
 //
 // Adding an entry: add its row to the docs.inc of the folder that defines
 // it (a new family: a FAMILY_DOC row), then run `make doc` to write
-// doc/entries.md. The `reference` test fails while an exported entry has no
+// doc/entries.md. A new kind of entry that every family gets (a new column
+// of families.inc) gets its page written once, in AddFamily below; a new
+// subsystem folder gets its table in AllPages. The `reference` test fails while an exported entry has no
 // row, a row names no entry, argument names disagree with the entry table,
 // an example fails, or doc/entries.md is not what `make doc` writes.
 //
@@ -125,8 +127,9 @@ struct Family {
 #define STATS_REF_DEVIATE_None nullptr
 #define STATS_REF_VARIATE_Inversion "by inversion: the quantile at one uniform draw"
 #define STATS_REF_VARIATE_Own "by an algorithm of its own"
-// Every kind of sample (Standard, Own) is an entry.
-#define FAMILY(N, P, A, PROB, DEV, VAR, SAMPLE) \
+// Every kind of sample (Standard, Own) is an entry. Columns after these are
+// ignored: a new kind of family entry gets its page in AddFamily.
+#define FAMILY(N, P, A, PROB, DEV, VAR, SAMPLE, ...) \
   {#N, #P, STATS_REF_PROBABILITY_##PROB, STATS_REF_DEVIATE_##DEV, STATS_REF_VARIATE_##VAR},
 const std::vector<Family> kFamilies = {
 #include "stats/distributions/families.inc"
@@ -137,7 +140,7 @@ struct RootfindEntry {
   const char* name;
   const char* kinds;  // one letter per argument
 };
-#define ROOTFIND_ENTRY(N, PRECISION, KINDS, MESSAGE, PROCNAME) {"Quarn" #N, KINDS},
+#define ROOTFIND_ENTRY(N, PRECISION, KINDS, ...) {"Quarn" #N, KINDS},
 const std::vector<RootfindEntry> kRootfindEntries = {
 #include "stats/rootfind/entries.inc"
 };
