@@ -90,7 +90,7 @@ check("ctrl-d discards", "discarded the unfinished statement: for i to 3 do" in 
 # Tab completes a unique entry name with its parenthesis.
 send("QuarnGammaDevi\t0.5, 2, 3);\n")
 text = wait_for(PROMPT)
-check("tab completion", "QuarnGammaDeviate(0.5, 2, 3)" in text and "5.348120627" in text, text)
+check("tab completion", "Error" not in text and "5.348120627" in text, text)
 
 # Matrices show as rows, columns aligned.
 send("Matrix([[1, 2.5], [30, 4]]);\n")
