@@ -83,6 +83,30 @@ randomize(2024):
 QuarnNormalRandomVariate(0, 1);             # the same seed, the same variate
 Digits := 10:
 
+# == Descriptive statistics at 50 digits
+Digits := 50:
+X := Vector([2.5, 7, 1/3, 9.25, 4, 4, 12, 0.5, 6, 3]):
+none := Vector([]):
+QuarnMean(X, none, false, 0), QuarnMean(X, none, false, 1);   # arithmetic and geometric means
+QuarnMoment(X, [2, 3], QuarnMean(X, none, false, 0), none, false);   # central moments
+QuarnMedian(X, none, false, false);
+QuarnQuantile(X, [0.1, 0.5, 0.9], none, false, 7, false);   # method 7 interpolates between order statistics
+QuarnOrderStatistic(X, [1, 2, -1], 0, false);               # smallest, second smallest, largest
+QuarnTrimmedMean(X, 10, 90, none, false, 0);
+QuarnStatisticSummary(X, Vector([1, 1, 2, 1, 1, 1, 1, 1, 3, 1]), false);   # weighted: mean, sd, skewness, kurtosis, min, max, total weight
+QuarnFivePointSummary(X, false);
+# Ten million and a fifth, a tenth, three tenths: the standard deviation is
+# exactly 0.1 (NIST's NumAcc4 pattern), which a naive double-precision
+# variance loses; the sums here are rounded once. The data themselves are
+# binary floats of 50 digits, so the result is 0.1 to about 48 digits.
+Y := Vector([10000000.2, seq(op([10000000.1, 10000000.3]), i = 1..500)]):
+s := sqrt(QuarnMoment(Y, 2, QuarnMean(Y, none, false, 0), none, false) * 1001/1000);
+evalf(s, 40);
+QuarnSort(Vector([3, 1, undefined, 2, 1]), true, true);      # sorted without repeats, missing data last
+QuarnRankSort(Vector([30, 10, 20], datatype = float[8]), 1, true);   # ranks
+QuarnRankSort(Vector([5, 3, 5, 1]), 0, true);                # the distinct values and their dense ranks
+Digits := 10:
+
 # == Root finding on your own procedures
 Digits := 25:
 QuarnBrentMethod(2, x -> x^2, 0, 2, 1, 100);        # sqrt(2) to 25 digits

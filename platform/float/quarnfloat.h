@@ -453,6 +453,8 @@ QuarnFloat QuarnFloatUndefined();
 
 // The working precision in decimal digits (the host's Digits).
 inline long QuarnDigits() { return quarn::host::WorkingDigits(); }
+// The binary precision of a float made at the working precision.
+inline mpfr_prec_t QuarnWorkingBits() { return quarn::host::WorkingBits(); }
 
 // The host's numeric function of that name ("sin", "cos", "tan", "arctan",
 // "exp", "ln", ...) at x, at the working precision. Raises

@@ -15,6 +15,8 @@ enum QuarnMPErrorCode {
   NE_INT_ARG_GT = 13,
   NE_BAD_PARAM = 70,
   NE_TOO_MANY_ITER = 357,
+  NE_ZERO_WEIGHTS = 415,
+  NE_ONE_WEIGHT = 416,
 };
 
 #endif

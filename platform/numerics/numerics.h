@@ -80,6 +80,29 @@ QuarnFloat QuarnMP_g01fec(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat t
 // tol as for g01fec.
 QuarnFloat QuarnMP_g01ffc(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat tol, NagError* fail);
 
+// ---------------------------------------------------------------- summaries
+
+// Weighted summary statistics of x[0 .. n-1] with weights wt (null: every
+// weight 1), W the sum of the weights and d = W - sum w^2 / W:
+//   mean = sum w x / W, sd = sqrt(sum w (x - mean)^2 / d),
+//   skew = sum w (x - mean)^3 / (d sd^3), kurt = sum w (x - mean)^4 / (d sd^4) - 3
+//   (skew = kurt = 0 when sd = 0), min and max over the points of positive
+//   weight, wsum = W; *nvalid = the number of positive weights.
+// Sums are rounded once and the moments are formed with 64 guard bits, so
+// each output is within about an ulp of the value at the given data. An
+// undefined point of positive weight, or an undefined weight, makes every
+// output undefined. Fails with NE_INT_ARG_LT (n < 1), NE_REAL_ARG_LT (a
+// negative weight), NE_ZERO_WEIGHTS (W = 0) or NE_ONE_WEIGHT (one positive
+// weight: mean, min, max and wsum are still set).
+void QuarnMP_g01aac(long n, const QuarnFloat x[], const QuarnFloat wt[], long* nvalid, QuarnFloat* xmean,
+                    QuarnFloat* xsd, QuarnFloat* xskew, QuarnFloat* xkurt, QuarnFloat* xmin, QuarnFloat* xmax,
+                    QuarnFloat* wsum, NagError* fail);
+
+// Five-point summary of x[0 .. n-1] (n >= 5, else NE_INT_ARG_LT): minimum,
+// lower hinge, median, upper hinge, maximum into res[0 .. 4], Tukey's
+// hinges from a sorted copy (undefined values sort last). x is not changed.
+void QuarnMP_g01alc(long n, const QuarnFloat x[], QuarnFloat res[], NagError* fail);
+
 // ------------------------------------------------------------------ sorting
 
 // Sorts vec[0 .. n-1] in place in the given order; undefined values (NaN)

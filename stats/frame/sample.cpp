@@ -125,8 +125,8 @@ void _SampleVector::ConvertToFloatArray() {
 _DataSample::_DataSample(QKernel kv, HostObject points) : points_(new _SampleVector(kv, points)), kv_(kv) {}
 
 _DataSample::_DataSample(QKernel kv, HostObject points, HostObject weights)
-    : points_(new _SampleVector(kv, points)), weights_(new _SampleVector(kv, weights)), kv_(kv) {
-  if (weights_->Size() == 0) weights_.reset();
+    : points_(new _SampleVector(kv, points)), weights_(weights ? new _SampleVector(kv, weights) : nullptr), kv_(kv) {
+  if (weights_ && weights_->Size() == 0) weights_.reset();
   if (weights_ && weights_->Size() != points_->Size())
     QuarnRaiseError2(kv, "vector of points and vector of weights are expected to have the same size, received %1, %2",
                      points, weights);
@@ -159,6 +159,16 @@ size_t _DataSample::CopyPointsTo(QuarnFloat* points) const {
   const QuarnFloat* x = Points();
   for (size_t i = 0; i < Size(); ++i) points[i] = x[i];
   return Size();
+}
+
+SampleArrays ReadSample(QKernel kv, const _DataSample& sample, bool ignore_missing, bool copy) {
+  if (!ignore_missing && !copy) return {sample.Size(), sample.Points(), sample.Weights()};
+  const size_t size = sample.Size();
+  auto* points = static_cast<QuarnFloat*>(QuarnAlloc(kv, size * sizeof(QuarnFloat)));
+  QuarnFloat* weights =
+      sample.HasWeights() ? static_cast<QuarnFloat*>(QuarnAlloc(kv, size * sizeof(QuarnFloat))) : nullptr;
+  size_t n = sample.CopyTo(points, weights, ignore_missing);
+  return {n, points, weights};
 }
 
 HostObject CreateResultVector(QKernel kv, long n) {

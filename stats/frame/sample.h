@@ -42,7 +42,7 @@ class _SampleVector {
 };
 
 // Points and optional weights of the same size. A weights rtable with no
-// elements counts as no weights.
+// elements (or a null weights handle) counts as no weights.
 class _DataSample {
  public:
   _DataSample(QKernel kv, HostObject points);
@@ -65,6 +65,18 @@ class _DataSample {
   std::unique_ptr<_SampleVector> weights_;
   QKernel kv_;
 };
+
+// The arrays a statistic computes on, read from a sample: with
+// ignore_missing or copy, copies made with CopyTo in the host's collected
+// memory (missing values dropped when ignore_missing, n the number kept);
+// otherwise the sample's own arrays and n = Size(). weights is null for an
+// unweighted sample.
+struct SampleArrays {
+  size_t n;
+  QuarnFloat* points;
+  QuarnFloat* weights;
+};
+SampleArrays ReadSample(QKernel kv, const _DataSample& sample, bool ignore_missing, bool copy = false);
 
 // A new general-type rtable 1..n without initial data.
 HostObject CreateResultVector(QKernel kv, long n);

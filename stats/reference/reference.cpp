@@ -8,7 +8,9 @@
 //   root finders    rootfind/entries.inc gives the entries and their argument
 //                   counts; rootfind/docs.inc the texts
 //   other folders   <folder>/docs.inc, ENTRY_DOC rows keyed by the entry's
-//                   host name; a folder's table is read once the file exists
+//                   host name; a folder's table is read once the file exists;
+//                   where the folder's entries.inc gives argument counts
+//                   (descriptive, manipulation), the rows are held to them
 //
 // Adding an entry: add its row to the docs.inc of the folder that defines
 // it (a new family: a FAMILY_DOC row), then run `make doc` to write
@@ -80,9 +82,9 @@ const std::vector<Row> kDescriptiveRows = {
 #include "stats/descriptive/docs.inc"
 #endif
 };
-const std::vector<Row> kDatamanipRows = {
-#if __has_include("stats/datamanip/docs.inc")
-#include "stats/datamanip/docs.inc"
+const std::vector<Row> kManipulationRows = {
+#if __has_include("stats/manipulation/docs.inc")
+#include "stats/manipulation/docs.inc"
 #endif
 };
 const std::vector<Row> kSamplingRows = {
@@ -145,6 +147,32 @@ const std::vector<RootfindEntry> kRootfindEntries = {
 #include "stats/rootfind/entries.inc"
 };
 #undef ROOTFIND_ENTRY
+
+// Entry tables that give an argument count per entry: the doc rows of those
+// entries are checked to name as many arguments.
+struct CountedEntry {
+  const char* name;
+  int count;
+};
+#define DESCRIPTIVE_ENTRY(N, COUNT, ...) {"Quarn" #N, COUNT},
+#define MANIPULATION_ENTRY(N, COUNT, ...) {"Quarn" #N, COUNT},
+const std::vector<CountedEntry> kCountedEntries = {
+#if __has_include("stats/descriptive/entries.inc")
+#include "stats/descriptive/entries.inc"
+#endif
+#if __has_include("stats/manipulation/entries.inc")
+#include "stats/manipulation/entries.inc"
+#endif
+};
+#undef DESCRIPTIVE_ENTRY
+#undef MANIPULATION_ENTRY
+
+// "?, ?, ?" for an entry of n arguments.
+std::string Unnamed(size_t n) {
+  std::string out;
+  for (size_t i = 0; i < n; ++i) out += i ? ", ?" : "?";
+  return out;
+}
 
 const Row* FindRow(const std::vector<Row>& rows, const std::string& name) {
   for (const Row& r : rows)
@@ -246,8 +274,7 @@ std::vector<Page> AllPages() {
   std::vector<Page> pages;
   for (const Row& r : kFrameRows) pages.push_back(FromRow(r, "Data", "Data"));
   for (const RootfindEntry& e : kRootfindEntries) {
-    std::string table;
-    for (size_t i = 0; e.kinds[i]; ++i) table += i ? ", ?" : "?";
+    const std::string table = Unnamed(std::strlen(e.kinds));
     const Row* r = FindRow(kRootfindRows, e.name);
     Page p;
     if (r) {
@@ -267,12 +294,15 @@ std::vector<Page> AllPages() {
   for (const Family& f : kFamilies) AddFamily(f, &pages);
   AddHandWritten(&pages);
   const std::pair<const char*, const std::vector<Row>*> later[] = {
-      {"Descriptive statistics", &kDescriptiveRows}, {"Data manipulation", &kDatamanipRows},
+      {"Descriptive statistics", &kDescriptiveRows}, {"Data manipulation", &kManipulationRows},
       {"Random sampling", &kSamplingRows},           {"Smoothing and density estimation", &kSmoothingRows},
       {"Tests and regression", &kInferenceRows},
   };
   for (const auto& [section, rows] : later)
     for (const Row& r : *rows) pages.push_back(FromRow(r, section, section));
+  for (Page& p : pages)
+    for (const CountedEntry& e : kCountedEntries)
+      if (p.name == e.name) p.table_arguments = Unnamed(static_cast<size_t>(e.count));
   return pages;
 }
 
