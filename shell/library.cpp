@@ -48,7 +48,9 @@ HostObject RunEntry(QKernel kv, HostObject data, HostObject args) {
   // it for its own work and then fails leaves the caller's value in place.
   const long digits = host::WorkingDigits();
   try {
-    return e.fn(kv, args);
+    HostObject result = e.fn(kv, args);
+    host::CheckInterrupt();  // interrupted during its last stretch: the result is not wanted
+    return result;
   } catch (const InterruptError&) {
     host::SetDigits(digits);
     throw;  // an interrupt is no error of the entry

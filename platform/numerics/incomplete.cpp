@@ -59,6 +59,7 @@ bool SumPositiveSeries(arb_ptr s, const std::function<void(arb_ptr t, long k)>& 
   arb_one(s);
   arb_one(t);
   for (long k = 1; k <= kMaxTerms; ++k) {
+    if (k % 64 == 0) host::CheckInterrupt();  // at high precision a long series takes seconds
     next(t, k);
     arb_add(s, s, t, wp);
     double r = ratio(k);
