@@ -60,6 +60,7 @@ bench: deps
 	bash bench/run_memory.sh build-bench
 	bash bench/run_distributions.sh build-bench
 	bash bench/run_descriptive.sh build-bench
+	bash bench/run_smoothing.sh build-bench
 
 clean:
 	rm -rf $(BUILD) build-bench $(SHELL_BUILD)

@@ -83,6 +83,15 @@ randomize(2024):
 QuarnNormalRandomVariate(0, 1);             # the same seed, the same variate
 Digits := 10:
 
+# == Far in the upper tail: ask for it by name
+Digits := 30:
+1 - QuarnChiSquareProbability(200, 3);      # the complement of a number near 1: no digit left
+QuarnChiSquareUpperProbability(200, 3);     # P(X > 200) itself, to 30 digits
+QuarnChiSquareUpperDeviate(1e-30, 3);       # the x with P(X > x) = 1e-30 (1 - 1e-30 is 1 at 30 digits)
+QuarnNormalUpperDeviate(1e-30, 0, 1);
+QuarnChiSquareDensity(2, 3);                # the density, where the probability rises fastest
+Digits := 10:
+
 # == Descriptive statistics at 50 digits
 Digits := 50:
 X := Vector([2.5, 7, 1/3, 9.25, 4, 4, 12, 0.5, 6, 3]):
@@ -112,6 +121,19 @@ Digits := 25:
 QuarnBrentMethod(2, x -> x^2, 0, 2, 1, 100);        # sqrt(2) to 25 digits
 QuarnNewtonRaphsonSafe(0, x -> cos(x) - x, x -> -sin(x) - 1, 0.5, 0, 1, 1, 100);   # cos(x) = x
 Digits := 10:
+
+# == Smoothing: a kernel density estimate and a moving median
+Digits := 20:
+data := Vector([2.1, 2.4, 2.5, 3.0, 3.2, 3.3, 3.9, 5.6, 5.8, 6.1]):
+QuarnKernelBounds(data);                    # where the data lie
+# Gaussian kernel, bandwidth 0.5, 32 nodes on [0, 8]: the density at
+# 0, 8/31, 16/31, ..., 8 (binned, transformed, smoothed, transformed back)
+fhat := QuarnKernelDensity(data, Vector([]), 0, 0.5, 32, true, 0, 8);
+evalf(add(fhat[i], i = 1..32) * 8/31, 5);   # 32/31, about 1: the nodes sum to N/(b - a)
+# the median of every window of 3, the first value kept in front
+QuarnMovingMedian(Vector([5, 1, 4, 2, 30, 3, 8]), 3, 1, Vector([]), false, false);
+Digits := 10:
+
 
 # == Data files, builtins and help
 M := Matrix([[1, 2], [3, 4]]):

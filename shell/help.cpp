@@ -58,8 +58,6 @@ std::string Join(const std::vector<std::string>& v, const std::string& sep) {
   return out;
 }
 
-const char* const kDistributionOps[] = {"Probability", "Deviate", "RandomVariate", "RandomSample"};
-
 // The part of a distribution entry's name after its family: "Probability"
 // for QuarnGammaProbability in the group "Gamma distribution".
 std::string Operation(const EntryPage& p) {

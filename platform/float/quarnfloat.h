@@ -384,6 +384,13 @@ inline QuarnFloat exp(const QuarnFloat& x) {
 inline QuarnFloat log(const QuarnFloat& x) {
   return quarn::floats::Compute([&](mpfr_ptr z) { quarn::host::RoundedLog(z, x.Mpfr(), MPFR_RNDN); });
 }
+// exp(x) - 1 and log(1 + x), which keep their relative accuracy near x = 0.
+inline QuarnFloat expm1(const QuarnFloat& x) {
+  return quarn::floats::Compute([&](mpfr_ptr z) { quarn::host::RoundedExpm1(z, x.Mpfr(), MPFR_RNDN); });
+}
+inline QuarnFloat log1p(const QuarnFloat& x) {
+  return quarn::floats::Compute([&](mpfr_ptr z) { quarn::host::RoundedLog1p(z, x.Mpfr(), MPFR_RNDN); });
+}
 inline QuarnFloat sqrt(const QuarnFloat& x) {
   return quarn::floats::Compute([&](mpfr_ptr z) { mpfr_sqrt(z, x.Mpfr(), MPFR_RNDN); });
 }

@@ -140,6 +140,14 @@ int RoundedLog(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) {
   return Unary<arb_log, mpfr_log>(z, x, rnd);
 }
 
+int RoundedExpm1(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) { return Unary<arb_expm1, mpfr_expm1>(z, x, rnd); }
+
+int RoundedLog1p(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) {
+  // At and below -1 the value is -infinity or NaN: MPFR's.
+  if (mpfr_cmp_si(x, -1) <= 0) return mpfr_log1p(z, x, rnd);
+  return Unary<arb_log1p, mpfr_log1p>(z, x, rnd);
+}
+
 int RoundedSin(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) { return Unary<arb_sin, mpfr_sin, SinLoss>(z, x, rnd); }
 int RoundedCos(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) { return Unary<arb_cos, mpfr_cos, CosLoss>(z, x, rnd); }
 int RoundedTan(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) { return Unary<arb_tan, mpfr_tan, TanLoss>(z, x, rnd); }

@@ -20,6 +20,8 @@ namespace quarn::host {
 
 int RoundedExp(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd);
 int RoundedLog(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd);
+int RoundedExpm1(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd);
+int RoundedLog1p(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd);
 int RoundedSin(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd);
 int RoundedCos(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd);
 int RoundedTan(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd);

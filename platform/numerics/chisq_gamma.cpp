@@ -24,13 +24,15 @@ QuarnFloat GammaProbability(NagError* fail, const char* routine, bool upper, con
   }, MagnitudeBits(size));
 }
 
-// The deviate g with P(G <= g) = p, 0 < p < 1, for shape a and scale b:
-// solved in w = log(g / b), on the lower tail below 1/2 and the upper tail
-// above it.
-QuarnFloat GammaDeviate(NagError* fail, const char* routine, const QuarnFloat& p, arb_srcptr a, arb_srcptr scale) {
+// The deviate g with P(G <= g) = p (P(G > g) = p when upper_tail),
+// 0 < p < 1, for shape a and scale b: solved in w = log(g / b) on the tail
+// whose probability is at most 1/2, its target p or the exact 1 - p.
+QuarnFloat GammaDeviate(NagError* fail, const char* routine, const QuarnFloat& p, arb_srcptr a, arb_srcptr scale,
+                        bool upper_tail = false) {
   Ball pb(p), q;
-  const bool upper = p > 0.5;
-  upper ? OneMinusExact(q, pb) : arb_set(q, pb);
+  const bool complement = p > 0.5;
+  const bool upper = upper_tail != complement;
+  complement ? OneMinusExact(q, pb) : arb_set(q, pb);
   const double ad = arf_get_d(arb_midref(a), ARF_RND_NEAR);
   const double lgamma_a = std::fabs(std::lgamma(ad));
   TailProblem pb_;
@@ -70,6 +72,15 @@ QuarnFloat GammaDeviate(NagError* fail, const char* routine, const QuarnFloat& p
   return Finish(fail, routine, ok, v);
 }
 
+// The chi-square deviate: gamma with shape df/2 and scale 2.
+QuarnFloat ChiSquareQuantile(NagError* fail, const char* routine, const QuarnFloat& p, const QuarnFloat& df,
+                             bool upper_tail) {
+  Ball a(df), two;
+  arb_mul_2exp_si(a, a, -1);
+  arb_set_ui(two, 2);
+  return GammaDeviate(fail, routine, p, a, two, upper_tail);
+}
+
 }  // namespace
 
 QuarnFloat QuarnMP_g01ecc(Nag_TailProbability tail, QuarnFloat x, QuarnFloat df, NagError* fail) {
@@ -102,10 +113,7 @@ QuarnFloat QuarnMP_g01fcc(QuarnFloat p, QuarnFloat df, NagError* fail) {
     return *early;
   }
   if (p == 0) return Exact(fail, 0.0);
-  Ball a(df), two;
-  arb_mul_2exp_si(a, a, -1);
-  arb_set_ui(two, 2);
-  return GammaDeviate(fail, "QuarnMP_g01fcc", p, a, two);
+  return ChiSquareQuantile(fail, "QuarnMP_g01fcc", p, df, false);
 }
 
 QuarnFloat QuarnMP_g01ffc(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat tol, NagError* fail) {
@@ -116,4 +124,29 @@ QuarnFloat QuarnMP_g01ffc(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat t
   if (p == 0) return Exact(fail, 0.0);
   Ball ab(a), bb(b);
   return GammaDeviate(fail, "QuarnMP_g01ffc", p, ab, bb);
+}
+
+// ------------------------------------------------------- either tail
+
+QuarnFloat QuarnMP_ChiSquareDeviateTail(Nag_TailProbability tail, QuarnFloat p, QuarnFloat df, NagError* fail) {
+  if (tail == Nag_LowerTail) return QuarnMP_g01fcc(p, df, fail);
+  if (auto early = Screen(fail, Tails::kLowerUpper, tail,
+                          {{"p", p, Bound::kUnitHalfOpenBelow}, {"df", df, Bound::kPositive}})) {
+    return *early;
+  }
+  if (p == 1) return Exact(fail, 0.0);
+  return ChiSquareQuantile(fail, "QuarnMP_ChiSquareDeviateTail", p, df, true);
+}
+
+QuarnFloat QuarnMP_GammaDeviateTail(Nag_TailProbability tail, QuarnFloat p, QuarnFloat a, QuarnFloat b,
+                                    NagError* fail) {
+  if (tail == Nag_LowerTail) return QuarnMP_g01ffc(p, a, b, QuarnFloat(0.0), fail);
+  if (auto early = Screen(fail, Tails::kLowerUpper, tail,
+                          {{"p", p, Bound::kUnitHalfOpenBelow}, {"a", a, Bound::kAtMostMillion},
+                           {"b", b, Bound::kPositive}})) {
+    return *early;
+  }
+  if (p == 1) return Exact(fail, 0.0);
+  Ball ab(a), bb(b);
+  return GammaDeviate(fail, "QuarnMP_GammaDeviateTail", p, ab, bb, true);
 }

@@ -132,6 +132,9 @@ void BetaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_
 // log Gamma(a) + log Gamma(b) - log Gamma(a + b).
 void LogBeta(arb_ptr res, arb_srcptr a, arb_srcptr b, slong prec);
 
+// r += (e - shift) log x: a power's term in a log density.
+void AddLogPower(arb_ptr r, arb_srcptr x, arb_srcptr e, slong shift, slong prec);
+
 // ---------------------------------------------------------------- deviates
 
 // A continuous distribution seen through a variable w in which its density
@@ -188,7 +191,16 @@ void Fail(NagError* fail, int code, const std::string& message);
 
 // The range a float argument must lie in (kAny: only checked for being
 // undefined).
-enum class Bound { kAny, kPositive, kNonNegative, kAtMostMillion, kUnitClosed, kUnitOpen, kUnitHalfOpen };
+enum class Bound {
+  kAny,
+  kPositive,
+  kNonNegative,
+  kAtMostMillion,
+  kUnitClosed,
+  kUnitOpen,
+  kUnitHalfOpen,      // [0, 1)
+  kUnitHalfOpenBelow  // (0, 1]
+};
 
 // A float argument, its name in messages, and its range.
 struct Arg {

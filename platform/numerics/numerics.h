@@ -80,6 +80,36 @@ QuarnFloat QuarnMP_g01fec(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat t
 // tol as for g01fec.
 QuarnFloat QuarnMP_g01ffc(QuarnFloat p, QuarnFloat a, QuarnFloat b, QuarnFloat tol, NagError* fail);
 
+// ------------------------------------------------------------ either tail
+// The deviates of g01fcc, g01fdc, g01fec and g01ffc for a given tail: with
+// Nag_LowerTail exactly those routines' values; with Nag_UpperTail the x
+// with P(X > x) = p, solved on that tail itself (1 - p is never rounded),
+// for 0 < p <= 1 (0 <= p <= 1 for beta; p = 1 gives 0, and beta's p = 0
+// gives 1). Other parameters as for the lower-tail routine.
+
+QuarnFloat QuarnMP_ChiSquareDeviateTail(Nag_TailProbability tail, QuarnFloat p, QuarnFloat df, NagError* fail);
+QuarnFloat QuarnMP_FDeviateTail(Nag_TailProbability tail, QuarnFloat p, QuarnFloat df1, QuarnFloat df2,
+                                NagError* fail);
+QuarnFloat QuarnMP_BetaDeviateTail(Nag_TailProbability tail, QuarnFloat p, QuarnFloat a, QuarnFloat b,
+                                   NagError* fail);
+QuarnFloat QuarnMP_GammaDeviateTail(Nag_TailProbability tail, QuarnFloat p, QuarnFloat a, QuarnFloat b,
+                                    NagError* fail);
+
+// ---------------------------------------------------------------- densities
+// Probability densities, correctly rounded, with the argument ranges of the
+// same distribution's tail routine: the standard normal at any x; Student's
+// t (df > 0) at any t; chi-square (df > 0) and gamma (shape a > 0, scale
+// b > 0) at x >= 0; beta (0 < a, b <= 1e6) at 0 <= x <= 1; F (df1, df2 > 0)
+// at f >= 0. Infinite where the density has a pole (x = 0 with shape below
+// 1, an end of the beta support with its exponent negative), 0 at infinity.
+
+QuarnFloat QuarnMP_NormalDensity(QuarnFloat x, NagError* fail);
+QuarnFloat QuarnMP_StudentTDensity(QuarnFloat t, QuarnFloat df, NagError* fail);
+QuarnFloat QuarnMP_ChiSquareDensity(QuarnFloat x, QuarnFloat df, NagError* fail);
+QuarnFloat QuarnMP_GammaDensity(QuarnFloat g, QuarnFloat a, QuarnFloat b, NagError* fail);
+QuarnFloat QuarnMP_BetaDensity(QuarnFloat x, QuarnFloat a, QuarnFloat b, NagError* fail);
+QuarnFloat QuarnMP_FDensity(QuarnFloat f, QuarnFloat df1, QuarnFloat df2, NagError* fail);
+
 // ---------------------------------------------------------------- summaries
 
 // Weighted summary statistics of x[0 .. n-1] with weights wt (null: every
@@ -125,5 +155,27 @@ typedef long (*QuarnMP_Compare)(const void* a, const void* b);
 // for an invalid order.
 void QuarnMP_m01dsc(const void* vec, size_t n, ptrdiff_t stride, QuarnMP_Compare compare, Nag_SortOrder order,
                     unsigned int ranks[], NagError* fail);
+
+// ------------------------------------------------------ Fourier transforms
+// The Fortran routines: every argument by address, failures in ifail (0 on
+// success, 1 for n < 1, whatever ifail held on entry). work holds n floats of
+// scratch. Any length n >= 1 is accepted. Outputs are correctly rounded to
+// the working precision (an output within 2^-(2p + 32) of the largest
+// output's magnitude may be returned as 0, p the working precision in bits);
+// an undefined or infinite input makes every output undefined.
+//
+// Hermitian storage of a sequence z of length n with z[n-k] = conj(z[k]):
+// x[0] = Re z[0]; x[k] = Re z[k] for 1 <= k <= n/2; x[n-k] = Im z[k] for
+// 1 <= k <= (n-1)/2.
+
+// Real sequence x to its transform (1/sqrt(n)) sum_j x[j] e^(-2 pi i j k/n),
+// in Hermitian storage, in place.
+void QuarnMP_c06faf_(QuarnFloat* x, const long* n, QuarnFloat* work, long* ifail);
+// Hermitian sequence (in Hermitian storage) to the real sequence
+// (1/sqrt(n)) sum_j z[j] e^(-2 pi i j k/n), in place.
+void QuarnMP_c06fbf_(QuarnFloat* x, const long* n, QuarnFloat* work, long* ifail);
+// Conjugates a Hermitian sequence in Hermitian storage: negates x[k] for
+// n/2 < k < n, exactly. c06faf, c06gbf, c06fbf in turn give back the input.
+void QuarnMP_c06gbf_(QuarnFloat* x, const long* n, long* ifail);
 
 #endif

@@ -152,6 +152,7 @@ BoundInfo Describe(Bound bound) {
     case Bound::kUnitClosed: return {"in [0, 1]", NE_REAL_ARG_LT, NE_REAL_ARG_GT};
     case Bound::kUnitOpen: return {"in (0, 1)", NE_REAL_ARG_LE, NE_REAL_ARG_GE};
     case Bound::kUnitHalfOpen: return {"in [0, 1)", NE_REAL_ARG_LT, NE_REAL_ARG_GE};
+    case Bound::kUnitHalfOpenBelow: return {"in (0, 1]", NE_REAL_ARG_LE, NE_REAL_ARG_GT};
   }
   return {"valid", NE_BAD_PARAM, NE_BAD_PARAM};
 }
@@ -166,6 +167,7 @@ int Position(const QuarnFloat& x, Bound bound) {
     case Bound::kUnitClosed: return x < 0 ? -1 : (x > 1 ? 1 : 0);
     case Bound::kUnitOpen: return x <= 0 ? -1 : (x >= 1 ? 1 : 0);
     case Bound::kUnitHalfOpen: return x < 0 ? -1 : (x >= 1 ? 1 : 0);
+    case Bound::kUnitHalfOpenBelow: return x <= 0 ? -1 : (x > 1 ? 1 : 0);
   }
   return 0;
 }

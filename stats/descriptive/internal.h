@@ -117,6 +117,14 @@ void OnKeyed(QuarnFloat* x, size_t n, Work work) {
 
 // A host list of the floats.
 HostObject FloatList(QKernel kv, const std::vector<QuarnFloat>& values);
+// The lower and upper percentiles of arguments 2 and 3 (trimming and
+// winsorizing), each checked to lie in [0, 100] and lower not above upper,
+// with the messages of those entries.
+struct Percentiles {
+  QuarnFloat lower, upper;
+};
+Percentiles ReadPercentiles(const Arguments& a);
+
 // The host's NULL as the %1 of a message without a placeholder.
 [[noreturn]] void RaisePlain(QKernel kv, const char* message);
 

@@ -10,6 +10,23 @@ using quarn::floats::ExactSum;
 
 namespace quarnstats {
 
+Percentiles ReadPercentiles(const Arguments& a) {
+  QKernel kv = a.kv();
+  Percentiles p{a.Float(2), a.Float(3)};
+  if (p.lower < 0.0 || p.lower > 100.0)
+    QuarnRaiseError1(kv, "expected second argument (lower percentile) to be a numeric constant between 0 and 100, received: %1",
+                     a[2]);
+  if (p.upper < 0.0 || p.upper > 100.0)
+    QuarnRaiseError1(kv, "expected third argument (upper percentile) to be a numeric constant between 0 and 100, received: %1",
+                     a[3]);
+  if (p.lower > p.upper)
+    QuarnRaiseError2(kv,
+                     "the value of lower percentile is expected to be smaller than the value of upper percentile, "
+                     "received: %1, %2",
+                     a[2], a[3]);
+  return p;
+}
+
 namespace {
 
 // h = a + (n + b) p locates a quantile; the result interpolates between
@@ -177,25 +194,9 @@ struct TrimData {
   long kind;
   QuarnFloat lower, upper;  // fractions
   TrimData(const Arguments& a) : data(a, 1, 4, a.Bool(5), false), kind(a.Int(6)) {
-    QKernel kv = a.kv();
-    QuarnFloat lo = a.Float(2), hi = a.Float(3);
-    if (lo < 0.0 || lo > 100.0)
-      QuarnRaiseError1(kv,
-                       "expected second argument (lower percentile) to be a numeric constant between 0 and 100, "
-                       "received: %1",
-                       a[2]);
-    if (hi < 0.0 || hi > 100.0)
-      QuarnRaiseError1(kv,
-                       "expected third argument (upper percentile) to be a numeric constant between 0 and 100, "
-                       "received: %1",
-                       a[3]);
-    if (lo > hi)
-      QuarnRaiseError2(kv,
-                       "the value of lower percentile is expected to be smaller than the value of upper percentile, "
-                       "received: %1, %2",
-                       a[2], a[3]);
-    lower = lo * 0.01;
-    upper = hi * 0.01;
+    const Percentiles p = ReadPercentiles(a);
+    lower = p.lower * 0.01;
+    upper = p.upper * 0.01;
   }
 };
 

@@ -1,13 +1,18 @@
-// Continuous probability distributions: lower-tail probabilities, deviates
-// (quantiles), random variates and the host entries that offer them.
+// Continuous probability distributions: lower- and upper-tail
+// probabilities, deviates (quantiles) of either tail, densities, random
+// variates and the host entries that offer them.
 //
 // For each family of families.inc (which documents the parameters):
 //   QuarnFloat STATS_<D>Probability_MP(kv, QuarnFloat x, parameters...)   P(X <= x)
 //   QuarnFloat STATS_<D>Deviate_MP(kv, QuarnFloat u, parameters...)        the quantile at u
+//   QuarnFloat STATS_<D>UpperProbability_MP(kv, QuarnFloat x, parameters...)  P(X > x)
+//   QuarnFloat STATS_<D>UpperDeviate_MP(kv, QuarnFloat q, parameters...)   the x with P(X > x) = q
+//   QuarnFloat STATS_<D>Density_MP(kv, QuarnFloat x, parameters...)        the density at x
 //   QuarnFloat STATS_<D>RandomVariate_MP(kv, parameters...)                one variate
 //   QuarnFloat STATS_<D>RandomVariate_MP(kv, const QuarnFloat* p)          the same variate,
 //       parameters from p[0], p[1], ... (integer parameters truncated)
 // and the host entries STATS_Quarn<D>Probability_MP, ...Deviate_MP,
+// ...UpperProbability_MP, ...UpperDeviate_MP, ...Density_MP,
 // ...RandomVariate_MP and ...RandomSample_MP(n, parameters...), each taking
 // (kernel handle, argument sequence).
 //
@@ -19,15 +24,19 @@
 // ziggurat tables built at the working precision and rebuilt only when it
 // grows, so a seed reproduces a variate for the same table precision.
 //
-// Closed forms: Cauchy, Exponential, Gumbel, Laplace, Logistic, Pareto, Power,
-// Rayleigh, Triangular, Uniform, Weibull (formulas evaluated as written; the
-// Cauchy pair evaluates Pi, tan and arctan through the host). Beta, ChiSquare,
-// FRatio, Gamma and StudentT probabilities and deviates are the numerical
-// routines' (a routine's failure is raised with its own message); the normal
-// probability too, and the normal deviate is refined by Newton's method above
-// 14 digits. Variates are inversions of the deviate except where a family
-// has its own algorithm (Marsaglia-Tsang ziggurats, Marsaglia-Tsang gamma,
-// Michael-Schucany-Haas inverse Gaussian, rejection for Moyal).
+// Every probability, deviate and density of a continuous family is within an
+// ulp of the exact function at its (binary) inputs. Closed forms: Cauchy,
+// Exponential, Gumbel, Laplace, Logistic, Pareto, Power, Rayleigh,
+// Triangular, Uniform, Weibull (the textbook formulas in forms that do not
+// cancel, evaluated with guard digits; the Cauchy functions evaluate Pi, tan
+// and arctan through the host). Beta, ChiSquare, FRatio, Gamma and StudentT
+// probabilities, deviates and densities are the numerical routines' (a
+// routine's failure is raised with its own message); the normal ones too,
+// from a standardised argument formed with guard digits, and the normal
+// deviate is refined by Newton's method above 14 digits. Variates are
+// inversions of the deviate except where a family has its own algorithm
+// (Marsaglia-Tsang ziggurats, Marsaglia-Tsang gamma, Michael-Schucany-Haas
+// inverse Gaussian, rejection for Moyal).
 #ifndef QUARN_STATS_DISTRIBUTIONS_DISTRIBUTIONS_H
 #define QUARN_STATS_DISTRIBUTIONS_DISTRIBUTIONS_H
 
@@ -56,15 +65,29 @@
   STATS_DIST_DECLARE_ENTRY(N, Deviate)
 #define STATS_DIST_DECLARE_Deviate_None(N, P)
 
+#define STATS_DIST_DECLARE_Upper_Real(N, P)                                                            \
+  STATS_DIST_API QuarnFloat STATS_##N##UpperProbability_MP(QKernel kv, QuarnFloat x, STATS_DIST_OPEN P); \
+  STATS_DIST_API QuarnFloat STATS_##N##UpperDeviate_MP(QKernel kv, QuarnFloat q, STATS_DIST_OPEN P);     \
+  STATS_DIST_DECLARE_ENTRY(N, UpperProbability)                                                          \
+  STATS_DIST_DECLARE_ENTRY(N, UpperDeviate)
+#define STATS_DIST_DECLARE_Upper_None(N, P)
+
+#define STATS_DIST_DECLARE_Density_Real(N, P)                                                   \
+  STATS_DIST_API QuarnFloat STATS_##N##Density_MP(QKernel kv, QuarnFloat x, STATS_DIST_OPEN P); \
+  STATS_DIST_DECLARE_ENTRY(N, Density)
+#define STATS_DIST_DECLARE_Density_None(N, P)
+
 #define STATS_DIST_DECLARE_VARIATES(N, P)                                               \
   STATS_DIST_API QuarnFloat STATS_##N##RandomVariate_MP(QKernel kv, STATS_DIST_OPEN P); \
   STATS_DIST_API QuarnFloat STATS_##N##RandomVariate_MP(QKernel kv, const QuarnFloat* p); \
   STATS_DIST_DECLARE_ENTRY(N, RandomVariate)                                            \
   STATS_DIST_DECLARE_ENTRY(N, RandomSample)
 
-#define FAMILY(N, P, A, PROBABILITY, DEVIATE, VARIATE, SAMPLE) \
-  STATS_DIST_DECLARE_Probability_##PROBABILITY(N, P)          \
-  STATS_DIST_DECLARE_Deviate_##DEVIATE(N, P)                  \
+#define FAMILY(N, P, A, PROBABILITY, DEVIATE, UPPER, DENSITY, VARIATE, SAMPLE) \
+  STATS_DIST_DECLARE_Probability_##PROBABILITY(N, P)                          \
+  STATS_DIST_DECLARE_Deviate_##DEVIATE(N, P)                                  \
+  STATS_DIST_DECLARE_Upper_##UPPER(N, P)                                      \
+  STATS_DIST_DECLARE_Density_##DENSITY(N, P)                                  \
   STATS_DIST_DECLARE_VARIATES(N, P)
 #include "stats/distributions/families.inc"
 #undef FAMILY

@@ -143,6 +143,12 @@ using quarnstats::UniformFloat;
 #define STATS_DIST_DEFINE_Deviate_Real(N, P) STATS_DIST_DEFINE_ENTRY(N, Deviate, &STATS_##N##Deviate_MP)
 #define STATS_DIST_DEFINE_Deviate_Integer(N, P) STATS_DIST_DEFINE_ENTRY(N, Deviate, &STATS_##N##Deviate_MP)
 #define STATS_DIST_DEFINE_Deviate_None(N, P)
+#define STATS_DIST_DEFINE_Upper_Real(N, P)                                          \
+  STATS_DIST_DEFINE_ENTRY(N, UpperProbability, &STATS_##N##UpperProbability_MP) \
+  STATS_DIST_DEFINE_ENTRY(N, UpperDeviate, &STATS_##N##UpperDeviate_MP)
+#define STATS_DIST_DEFINE_Upper_None(N, P)
+#define STATS_DIST_DEFINE_Density_Real(N, P) STATS_DIST_DEFINE_ENTRY(N, Density, &STATS_##N##Density_MP)
+#define STATS_DIST_DEFINE_Density_None(N, P)
 
 // Inversion: one uniform through the deviate.
 #define STATS_DIST_DEFINE_Variate_Inversion(N, P, A)                         \
@@ -157,9 +163,11 @@ using quarnstats::UniformFloat;
   }
 #define STATS_DIST_DEFINE_Sample_Own(N, P)
 
-#define FAMILY(N, P, A, PROBABILITY, DEVIATE, VARIATE, SAMPLE)                  \
+#define FAMILY(N, P, A, PROBABILITY, DEVIATE, UPPER, DENSITY, VARIATE, SAMPLE)  \
   STATS_DIST_DEFINE_Probability_##PROBABILITY(N, P)                              \
   STATS_DIST_DEFINE_Deviate_##DEVIATE(N, P)                                      \
+  STATS_DIST_DEFINE_Upper_##UPPER(N, P)                                          \
+  STATS_DIST_DEFINE_Density_##DENSITY(N, P)                                      \
   STATS_DIST_DEFINE_Variate_##VARIATE(N, P, A)                                   \
   QuarnFloat STATS_##N##RandomVariate_MP(QKernel kv, const QuarnFloat* p) {      \
     return CallWithArray(kv, p, STATS_DIST_VARIATE(N, P));                       \

@@ -3,6 +3,7 @@
 #define QUARN_STATS_DISTRIBUTIONS_INTERNAL_H
 
 #include <cstring>
+#include <functional>
 
 #include "platform/float/quarnfloat.h"
 #include "platform/host/quarnc.h"
@@ -11,8 +12,14 @@
 namespace quarnstats::dist {
 
 // Every probability and deviate of the library asks the numerical routines
-// for the lower tail (tail code 1).
+// for the lower tail (tail code 1); the upper-tail entries ask for the upper
+// tail (code 2).
 inline constexpr Nag_TailProbability kLowerTail = quarn::numerics::TailFromCode(1);
+inline constexpr Nag_TailProbability kUpperTail = quarn::numerics::TailFromCode(2);
+
+// Raises a deviate routine's failure: the record's message (the host's NULL
+// as %1), followed by a pointer to upper_entry when that is not null.
+[[noreturn]] void RaiseDeviateFailure(QKernel kv, NagError& record, const char* upper_entry);
 
 // Runs routine(&record) with a fresh error record (no printing, no handler)
 // and returns its result; a nonzero code raises the record's message with the
@@ -29,6 +36,18 @@ auto CallRoutine(QKernel kv, Routine&& routine) {
   return result;
 }
 
+// CallRoutine for a deviate at the level u. When the routine refuses a level
+// of exactly 1 (which has no finite deviate), the message goes on to name
+// upper_entry, the entry that takes the upper-tail probability 1 - u itself.
+template <class Routine>
+auto CallDeviateRoutine(QKernel kv, const QuarnFloat& u, const char* upper_entry, Routine&& routine) {
+  NagError record;
+  std::memset(&record, 0, sizeof record);
+  auto result = routine(&record);
+  if (record.code != 0) RaiseDeviateFailure(kv, record, u == 1 ? upper_entry : nullptr);
+  return result;
+}
+
 // Raises the entry's argument-count message with the argument sequence as %1
 // unless args has n elements. `entry` is the host name, e.g.
 // "QuarnBetaDeviate"; the message is "<entry> expects <n> arguments,
@@ -37,6 +56,34 @@ void CheckCount(QKernel kv, HostObject args, int n, const char* entry);
 
 // Pi at the working precision, from the host name Pi.
 QuarnFloat HostPi(QKernel kv);
+
+// ---------------------------------------------------------- guard digits
+// Closed formulas are evaluated with Digits raised by guard digits and
+// rounded once to the caller's precision, so that their roundings stay far
+// below an ulp of the result. A formula tells its Guard the bits it loses
+// beyond those roundings: the condition number of a step (the exponential
+// of a large argument multiplies the argument's relative error by it), or a
+// cancellation in a sum. When they use up the guard, the formula is
+// evaluated again with guard digits for them; a second evaluation that
+// rounds to the same float as the first settles the value (an exact zero,
+// or a loss that was overestimated).
+class Guard {
+ public:
+  // The next step multiplies the relative error of its inputs by about |c|
+  // (infinite: by more than any guard covers; NaN: nothing to cover).
+  void Condition(double c);
+  // a + b, noting the bits that cancel.
+  QuarnFloat Add(const QuarnFloat& a, const QuarnFloat& b);
+  double lost_bits() const { return lost_bits_; }
+
+ private:
+  void Lose(double bits);
+  double lost_bits_ = 0.0;
+};
+
+// formula(guard) evaluated at raised Digits and rounded to the working
+// precision. Digits is restored on every path, a host error included.
+QuarnFloat Guarded(QKernel kv, const std::function<QuarnFloat(Guard&)>& formula);
 
 // ---------------------------------------------------------------- ziggurats
 // Standard normal and standard exponential variates by 256-layer ziggurats

@@ -1,5 +1,12 @@
-// The normal distribution (probability, deviate, variate), the log-normal
-// distribution built on it, and two fast normal approximations.
+// The normal distribution (probabilities, deviates, density, variate), the
+// log-normal distribution built on it, and two fast normal approximations.
+//
+// The routines' values are correctly rounded for their argument; what they
+// are given is formed with guard digits (Guarded): the standardisation
+// (x - mu)/sigma, whose relative error a tail multiplies by about z^2, and
+// the location mu + sigma z, which may cancel. So every value is within an
+// ulp of the exact function at its inputs.
+#include <algorithm>
 #include <cmath>
 
 #include "platform/numerics/numerics.h"
@@ -11,8 +18,26 @@ using namespace quarnstats::dist;
 
 namespace {
 
+QuarnFloat StandardNormalTail(QKernel kv, Nag_TailProbability tail, const QuarnFloat& z) {
+  return CallRoutine(kv, [&](NagError* e) { return QuarnMP_g01eac(tail, z, e); });
+}
+
 QuarnFloat StandardNormalProbability(QKernel kv, const QuarnFloat& z) {
-  return CallRoutine(kv, [&](NagError* e) { return QuarnMP_g01eac(kLowerTail, z, e); });
+  return StandardNormalTail(kv, kLowerTail, z);
+}
+
+// z = (x - mu)/sigma, noting what a function of z loses to z's error: the
+// relative error of the density, and of a tail on its small side, is |z|
+// times z's absolute error (|z| ulps from forming z, and |x| / sigma more
+// when x is itself rounded, as log x is: rounded_x). sensitive_sign is the
+// sign of z where that holds (a lower tail: -1, an upper: 1), or 0 for
+// both.
+QuarnFloat Standardize(Guard& g, const QuarnFloat& x, const QuarnFloat& mu, const QuarnFloat& sigma, bool rounded_x,
+                       int sensitive_sign) {
+  QuarnFloat z = (x - mu) / sigma;
+  const double zd = z.ToDouble(), spread = rounded_x ? std::fabs(x.ToDouble() / sigma.ToDouble()) : 0.0;
+  if (std::isfinite(zd) && zd * sensitive_sign >= 0) g.Condition(std::fabs(zd) * (std::fabs(zd) + spread));
+  return z;
 }
 
 // Newton's method on Phi(z) = u from the routine's estimate z0, with the
@@ -39,19 +64,74 @@ QuarnFloat RefineNormalDeviate(QKernel kv, const QuarnFloat& u, const QuarnFloat
   return z0;
 }
 
+// The lower or upper tail at x (log x for the log-normal, log_x true).
+QuarnFloat NormalTail(QKernel kv, Nag_TailProbability tail, const QuarnFloat& x, const QuarnFloat& mu,
+                      const QuarnFloat& sigma, bool log_x) {
+  return Guarded(kv, [&](Guard& g) {
+    QuarnFloat y = log_x ? log(x) : x;
+    return StandardNormalTail(kv, tail, Standardize(g, y, mu, sigma, log_x, tail == kLowerTail ? -1 : 1));
+  });
+}
+
+// The standard deviate at the lower-tail level u: the routine's, refined by
+// Newton's method when the caller's Digits is above 14 (refine). Newton's
+// residual Phi(z) - u is good to an ulp of max(u, Phi(z)), which moves z by
+// that over the density: relatively (min(u, 1/2) / phi(z)) / |z| ulps.
+QuarnFloat NormalQuantile(QKernel kv, Guard& g, const QuarnFloat& u, bool refine, const char* upper_entry) {
+  QuarnFloat z = CallDeviateRoutine(kv, u, upper_entry, [&](NagError* e) { return QuarnMP_g01fac(kLowerTail, u, e); });
+  if (!refine) return z;
+  z = RefineNormalDeviate(kv, u, z);
+  const double zd = z.ToDouble(), level = std::min(u.ToDouble(), 0.5);
+  if (zd != 0) g.Condition(level * std::sqrt(2 * M_PI) * std::exp(std::min(0.5 * zd * zd, 700.0)) / std::fabs(zd));
+  return z;
+}
+
+// mu + sigma z for the deviate z at the lower-tail level u (lower) or the
+// upper-tail level u (upper, the routine's value itself).
+QuarnFloat NormalValue(QKernel kv, Guard& g, const QuarnFloat& u, const QuarnFloat& mu, const QuarnFloat& sigma,
+                       bool upper, bool refine, const char* upper_entry) {
+  QuarnFloat z = upper ? CallRoutine(kv, [&](NagError* e) { return QuarnMP_g01fac(kUpperTail, u, e); })
+                       : NormalQuantile(kv, g, u, refine, upper_entry);
+  return g.Add(mu, sigma * z);
+}
+
+// The density at x (log x for the log-normal, whose density is that of
+// log x divided by x; 0 at x = 0).
+QuarnFloat NormalDensity(QKernel kv, const QuarnFloat& x, const QuarnFloat& mu, const QuarnFloat& sigma, bool log_x) {
+  if (log_x && x == 0) return 0.0;
+  return Guarded(kv, [&](Guard& g) {
+    QuarnFloat z = Standardize(g, log_x ? log(x) : x, mu, sigma, log_x, 0);
+    QuarnFloat phi = CallRoutine(kv, [&](NagError* e) { return QuarnMP_NormalDensity(z, e); });
+    return phi / (log_x ? sigma * x : sigma);
+  });
+}
+
 }  // namespace
 
 QuarnFloat STATS_NormalProbability_MP(QKernel kv, QuarnFloat x, QuarnFloat mu, QuarnFloat sigma) {
-  return StandardNormalProbability(kv, (x - mu) / sigma);
+  return NormalTail(kv, kLowerTail, x, mu, sigma, false);
+}
+
+QuarnFloat STATS_NormalUpperProbability_MP(QKernel kv, QuarnFloat x, QuarnFloat mu, QuarnFloat sigma) {
+  return NormalTail(kv, kUpperTail, x, mu, sigma, false);
 }
 
 // The routine's deviate is the estimate; above 14 digits Newton's method
 // refines it against the routine's probability, so that the deviate inverts
 // the probability function to the working precision.
 QuarnFloat STATS_NormalDeviate_MP(QKernel kv, QuarnFloat u, QuarnFloat mu, QuarnFloat sigma) {
-  QuarnFloat z = CallRoutine(kv, [&](NagError* e) { return QuarnMP_g01fac(kLowerTail, u, e); });
-  if (QuarnDigits() > 14) z = RefineNormalDeviate(kv, u, z);
-  return mu + sigma * z;
+  const bool refine = QuarnDigits() > 14;
+  return Guarded(kv, [&](Guard& g) {
+    return NormalValue(kv, g, u, mu, sigma, false, refine, "QuarnNormalUpperDeviate");
+  });
+}
+
+QuarnFloat STATS_NormalUpperDeviate_MP(QKernel kv, QuarnFloat q, QuarnFloat mu, QuarnFloat sigma) {
+  return Guarded(kv, [&](Guard& g) { return NormalValue(kv, g, q, mu, sigma, true, false, nullptr); });
+}
+
+QuarnFloat STATS_NormalDensity_MP(QKernel kv, QuarnFloat x, QuarnFloat mu, QuarnFloat sigma) {
+  return NormalDensity(kv, x, mu, sigma, false);
 }
 
 QuarnFloat STATS_NormalRandomVariate_MP(QKernel kv, QuarnFloat mu, QuarnFloat sigma) {
@@ -74,11 +154,38 @@ HostObject STATS_QuarnNormalRandomSample_MP(QKernel kv, HostObject args) {
 // log unchanged (log 0 = -infinity gives probability 0).
 
 QuarnFloat STATS_LogNormalProbability_MP(QKernel kv, QuarnFloat x, QuarnFloat mu, QuarnFloat sigma) {
-  return STATS_NormalProbability_MP(kv, log(x), mu, sigma);
+  return NormalTail(kv, kLowerTail, x, mu, sigma, true);
 }
 
+QuarnFloat STATS_LogNormalUpperProbability_MP(QKernel kv, QuarnFloat x, QuarnFloat mu, QuarnFloat sigma) {
+  return NormalTail(kv, kUpperTail, x, mu, sigma, true);
+}
+
+namespace {
+
+// exp of the normal deviate, whose relative error is |y| times the
+// deviate's.
+QuarnFloat LogNormalValue(QKernel kv, const QuarnFloat& u, const QuarnFloat& mu, const QuarnFloat& sigma, bool upper,
+                          bool refine) {
+  return Guarded(kv, [&](Guard& g) {
+    QuarnFloat y = NormalValue(kv, g, u, mu, sigma, upper, refine, "QuarnLogNormalUpperDeviate");
+    g.Condition(y.ToDouble());
+    return exp(y);
+  });
+}
+
+}  // namespace
+
 QuarnFloat STATS_LogNormalDeviate_MP(QKernel kv, QuarnFloat u, QuarnFloat mu, QuarnFloat sigma) {
-  return exp(STATS_NormalDeviate_MP(kv, u, mu, sigma));
+  return LogNormalValue(kv, u, mu, sigma, false, QuarnDigits() > 14);
+}
+
+QuarnFloat STATS_LogNormalUpperDeviate_MP(QKernel kv, QuarnFloat q, QuarnFloat mu, QuarnFloat sigma) {
+  return LogNormalValue(kv, q, mu, sigma, true, false);
+}
+
+QuarnFloat STATS_LogNormalDensity_MP(QKernel kv, QuarnFloat x, QuarnFloat mu, QuarnFloat sigma) {
+  return NormalDensity(kv, x, mu, sigma, true);
 }
 
 QuarnFloat STATS_LogNormalRandomVariate_MP(QKernel kv, QuarnFloat mu, QuarnFloat sigma) {

@@ -14,6 +14,8 @@ class Arguments {
   Arguments(QKernel kv, HostObject args) : kv_(kv), args_(args) {}
   QKernel kv() const { return kv_; }
   HostObject operator[](int i) const { return QuarnExpseqSelect(kv_, args_, i); }
+  int Count() const { return QuarnNumArgs(kv_, args_); }
+  HostObject Sequence() const { return args_; }
   bool Bool(int i) const { return QuarnToQ_BOOL(kv_, (*this)[i]) != 0; }
   long Int(int i) const { return QuarnToQ_INT(kv_, (*this)[i]); }
   QuarnFloat Float(int i) const { return HostToFloat((*this)[i]); }
@@ -22,6 +24,18 @@ class Arguments {
   QKernel kv_;
   HostObject args_;
 };
+
+// The count column of an entry that takes at least n arguments (any number
+// beyond them is the body's affair).
+struct AtLeast {
+  int n;
+};
+
+// Raises message, with the whole argument sequence as %1, unless args has at
+// least the given number of elements.
+inline void ExpectArgs(QKernel kv, HostObject args, AtLeast count, const char* message) {
+  if (QuarnNumArgs(kv, args) < count.n) QuarnRaiseError1(kv, message, args);
+}
 
 }  // namespace quarnstats
 

@@ -1,5 +1,7 @@
 // Data manipulation: sorting, ranking and ordering of rtables of any data
-// type, working on their data blocks in their own representation.
+// type, working on their data blocks in their own representation; tallies,
+// frequency tables and linear binning; selection and removal; trimming,
+// winsorizing, shuffling and sharpening.
 //
 // Data blocks hold elements of the rtable's data type (codes of
 // RTableDataType). Ranks are 0-based from the ranking routine (0 = first in
@@ -36,6 +38,16 @@ STATS_EXPORT void STATS_RankOrderDataBlock_MP(QKernel kv, void* source, int sour
                                               int rank_base, int row_length, int element_size,
                                               const unsigned int* ranks, unsigned int* occupied, int ascending,
                                               int check_duplicates);
+
+// Linear binning of count points (with weights, or null) onto the n nodes
+// a + j (b - a)/(n - 1), j = 0 .. n-1, written to out[0 .. n-1]: a point x
+// in [a, b] gives its weight (1 without weights or for an undefined weight)
+// to the two nodes around it in proportion to its nearness to each, and the
+// nodes are then scaled by p / (total weight binned), p = n/(b - a) when p
+// is 0. Undefined points are not binned; unless quiet, their presence is
+// reported on the "Statistics" channel at level 1. n < 1 does nothing.
+STATS_EXPORT void STATS_Discretize_MP(QKernel kv, int n, QuarnFloat a, QuarnFloat b, QuarnFloat p, int quiet,
+                                      int count, QuarnFloat* points, QuarnFloat* weights, QuarnFloat* out);
 
 #define MANIPULATION_ENTRY(N, COUNT, MESSAGE) STATS_EXPORT HostObject STATS_Quarn##N##_MP(QKernel kv, HostObject args);
 #include "stats/manipulation/entries.inc"

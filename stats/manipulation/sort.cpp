@@ -92,15 +92,6 @@ QuarnMP_Compare ComparatorFor(int data_type) {
   }
 }
 
-[[noreturn]] void RaiseNotOneDimensional(QKernel kv, HostObject data) {
-  QuarnRaiseError1(kv, "invalid data sample, expected: one-dimensional array, received %1", data);
-}
-
-HostObject OneDimensional(QKernel kv, HostObject data) {
-  if (!IsQuarnRTable(kv, data) || RTableNumDimensions(kv, data) != 1) RaiseNotOneDimensional(kv, data);
-  return data;
-}
-
 // The rtable itself when its storage is rectangular (and its data type the
 // one asked for, when one is), else a rectangular copy.
 HostObject Rectangular(QKernel kv, HostObject rt, int data_type = -1) {

@@ -1,16 +1,18 @@
 // The reference of the library's entries: one page per host entry (what it
 // computes, its arguments in order, its result, one example), made from the
 // same tables that make the entries, so that it cannot drift from them:
-//   distributions   families.inc says which entries a family has and their
-//                   parameters; distributions/docs.inc says what they mean
+//   distributions   families.inc says which entries a family has (probability,
+//                   deviate, upper tail and deviate, density, variate, sample)
+//                   and their parameters; distributions/docs.inc says what they mean
 //                   (FAMILY_DOC) and documents the hand-written entries
 //                   (ENTRY_DOC)
 //   root finders    rootfind/entries.inc gives the entries and their argument
 //                   counts; rootfind/docs.inc the texts
 //   other folders   <folder>/docs.inc, ENTRY_DOC rows keyed by the entry's
 //                   host name; a folder's table is read once the file exists;
-//                   where the folder's entries.inc gives argument counts
-//                   (descriptive, manipulation), the rows are held to them
+//                   where the folder's entry table gives argument counts
+//                   (descriptive, manipulation, smoothing, sampling), the
+//                   rows are held to them
 //
 // Adding an entry: add its row to the docs.inc of the folder that defines
 // it (a new family: a FAMILY_DOC row), then run `make doc` to write
@@ -120,6 +122,8 @@ struct Family {
   const char* parameters;  // as written in families.inc: "(QuarnFloat b, QuarnFloat c)"
   const char* probability;
   const char* deviate;
+  bool upper;
+  bool density;
   const char* variate;
 };
 #define STATS_REF_PROBABILITY_Real "a float in [0, 1]"
@@ -127,12 +131,17 @@ struct Family {
 #define STATS_REF_DEVIATE_Real "a float"
 #define STATS_REF_DEVIATE_Integer "an integer"
 #define STATS_REF_DEVIATE_None nullptr
+#define STATS_REF_UPPER_Real true
+#define STATS_REF_UPPER_None false
+#define STATS_REF_DENSITY_Real true
+#define STATS_REF_DENSITY_None false
 #define STATS_REF_VARIATE_Inversion "by inversion: the quantile at one uniform draw"
 #define STATS_REF_VARIATE_Own "by an algorithm of its own"
 // Every kind of sample (Standard, Own) is an entry. Columns after these are
 // ignored: a new kind of family entry gets its page in AddFamily.
-#define FAMILY(N, P, A, PROB, DEV, VAR, SAMPLE, ...) \
-  {#N, #P, STATS_REF_PROBABILITY_##PROB, STATS_REF_DEVIATE_##DEV, STATS_REF_VARIATE_##VAR},
+#define FAMILY(N, P, A, PROB, DEV, UPPER, DENSITY, VAR, SAMPLE, ...)                                   \
+  {#N, #P, STATS_REF_PROBABILITY_##PROB, STATS_REF_DEVIATE_##DEV, STATS_REF_UPPER_##UPPER,             \
+   STATS_REF_DENSITY_##DENSITY, STATS_REF_VARIATE_##VAR},
 const std::vector<Family> kFamilies = {
 #include "stats/distributions/families.inc"
 };
@@ -149,13 +158,17 @@ const std::vector<RootfindEntry> kRootfindEntries = {
 #undef ROOTFIND_ENTRY
 
 // Entry tables that give an argument count per entry: the doc rows of those
-// entries are checked to name as many arguments.
+// entries are checked to name as many arguments. The count is taken as
+// written: a number is checked, another form (AtLeast{3}) is not.
 struct CountedEntry {
   const char* name;
-  int count;
+  const char* count;
 };
-#define DESCRIPTIVE_ENTRY(N, COUNT, ...) {"Quarn" #N, COUNT},
-#define MANIPULATION_ENTRY(N, COUNT, ...) {"Quarn" #N, COUNT},
+#define STATS_REF_COUNTED(N, COUNT, ...) {"Quarn" #N, #COUNT},
+#define DESCRIPTIVE_ENTRY STATS_REF_COUNTED
+#define MANIPULATION_ENTRY STATS_REF_COUNTED
+#define SMOOTHING_ENTRY STATS_REF_COUNTED
+#define INVERSE_ENTRY STATS_REF_COUNTED
 const std::vector<CountedEntry> kCountedEntries = {
 #if __has_include("stats/descriptive/entries.inc")
 #include "stats/descriptive/entries.inc"
@@ -163,9 +176,18 @@ const std::vector<CountedEntry> kCountedEntries = {
 #if __has_include("stats/manipulation/entries.inc")
 #include "stats/manipulation/entries.inc"
 #endif
+#if __has_include("stats/smoothing/entries.inc")
+#include "stats/smoothing/entries.inc"
+#endif
+#if __has_include("stats/sampling/inverse.inc")
+#include "stats/sampling/inverse.inc"
+#endif
 };
 #undef DESCRIPTIVE_ENTRY
 #undef MANIPULATION_ENTRY
+#undef SMOOTHING_ENTRY
+#undef INVERSE_ENTRY
+#undef STATS_REF_COUNTED
 
 // "?, ?, ?" for an entry of n arguments.
 std::string Unnamed(size_t n) {
@@ -201,7 +223,8 @@ std::string ParameterNames(const std::string& list) {
   return out;
 }
 
-// The four kinds of distribution entries of one family.
+// The entries of one family: probability, deviate, upper tail and upper
+// deviate, density, variate and sample, as far as families.inc gives them.
 void AddFamily(const Family& f, std::vector<Page>* out) {
   const std::string name = f.name;
   const std::string group = name + " distribution";
@@ -237,6 +260,20 @@ void AddFamily(const Family& f, std::vector<Page>* out) {
                  : "The quantile at u, the x with P(X <= x) = u, of ") +
             law + ".",
         "u: the probability level (0 < u < 1)", "u", f.deviate, "0.95" + with);
+  }
+  if (f.upper) {
+    add("UpperProbability",
+        "P(X > x), the upper-tail probability, of " + law +
+            ", computed directly (never as 1 - P(X <= x), which loses the digits of a small tail).",
+        "x: the point", "x", "a float in [0, 1]", (doc ? doc->point : "") + with);
+    add("UpperDeviate",
+        "The upper quantile at q, the x with P(X > x) = q, of " + law +
+            " (for a small q, where the quantile at 1 - q would lose its digits).",
+        "q: the upper-tail probability (0 < q < 1)", "q", "a float", "1e-10" + with);
+  }
+  if (f.density) {
+    add("Density", "The probability density at x of " + law + ".", "x: the point", "x", "a float",
+        (doc ? doc->point : "") + with);
   }
   add("RandomVariate",
       "One random variate of " + law + ", " + f.variate +
@@ -300,9 +337,14 @@ std::vector<Page> AllPages() {
   };
   for (const auto& [section, rows] : later)
     for (const Row& r : *rows) pages.push_back(FromRow(r, section, section));
-  for (Page& p : pages)
-    for (const CountedEntry& e : kCountedEntries)
-      if (p.name == e.name) p.table_arguments = Unnamed(static_cast<size_t>(e.count));
+  for (Page& p : pages) {
+    for (const CountedEntry& e : kCountedEntries) {
+      const std::string count = e.count;
+      if (p.name == e.name && !count.empty() && count.find_first_not_of("0123456789") == std::string::npos) {
+        p.table_arguments = Unnamed(std::stoul(count));
+      }
+    }
+  }
   return pages;
 }
 

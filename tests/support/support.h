@@ -4,7 +4,11 @@
 
 #include <mpfr.h>
 
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "platform/host/host.h"
 
@@ -53,6 +57,22 @@ std::string ErrorOf(F&& f) {
     return e.message();
   }
   return "";
+}
+
+// The rows of the tab-separated file tests/data/<name>, each as its fields;
+// blank lines and lines starting with '#' are skipped.
+inline std::vector<std::vector<std::string>> DataRows(const std::string& name) {
+  const char* dir = std::getenv("QUARN_SOURCE_DIR");
+  std::ifstream in(std::string(dir ? dir : ".") + "/tests/data/" + name);
+  std::vector<std::vector<std::string>> rows;
+  std::string line, field;
+  while (std::getline(in, line)) {
+    if (line.empty() || line[0] == '#') continue;
+    std::stringstream fields(line);
+    rows.emplace_back();
+    while (std::getline(fields, field, '\t')) rows.back().push_back(field);
+  }
+  return rows;
 }
 
 }  // namespace quarn::test

@@ -15,7 +15,9 @@ namespace {
 using quarn::host::RoundedAtan;
 using quarn::host::RoundedCos;
 using quarn::host::RoundedExp;
+using quarn::host::RoundedExpm1;
 using quarn::host::RoundedLog;
+using quarn::host::RoundedLog1p;
 using quarn::host::RoundedPow;
 using quarn::host::RoundedSin;
 using quarn::host::RoundedTan;
@@ -75,6 +77,7 @@ struct Function {
 const Function kFunctions[] = {
     {"exp", RoundedExp, mpfr_exp}, {"log", RoundedLog, mpfr_log},   {"sin", RoundedSin, mpfr_sin},
     {"cos", RoundedCos, mpfr_cos}, {"tan", RoundedTan, mpfr_tan},   {"atan", RoundedAtan, mpfr_atan},
+    {"expm1", RoundedExpm1, mpfr_expm1}, {"log1p", RoundedLog1p, mpfr_log1p},
 };
 
 // Target precisions from below one limb to several (Digits 5 to 500), and

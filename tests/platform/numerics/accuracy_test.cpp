@@ -25,12 +25,16 @@
 
 #include "platform/host/host.h"
 #include "platform/numerics/numerics.h"
+#include "support/accuracy.h"
 #include "support/support.h"
 
 namespace {
 
 namespace host = quarn::host;
+using quarn::test::AccuracyReport;
 using quarn::test::ScopedDigits;
+using quarn::test::UlpError;
+using quarn::test::MeasureUlps;
 
 // ------------------------------------------------------------ reference data
 
@@ -97,54 +101,6 @@ Nag_TailProbability Tail(char c) {
   }
 }
 
-// -------------------------------------------------------------------- errors
-
-using quarn::test::Mpfr;
-
-struct Error {
-  double binary_ulps;
-  double decimal_ulps;
-};
-
-// |got - ref| in ulps of `bits` binary digits, and |round(got, digits) - ref|
-// in units of the last of `digits` decimal digits.
-Error Measure(mpfr_srcptr got, const std::string& ref_text, long digits, long bits) {
-  const mpfr_prec_t p = 4 * bits + 256;
-  Mpfr ref(p), diff(p), ulp(p), printed(p);
-  mpfr_set_str(ref.v, ref_text.c_str(), 10, MPFR_RNDN);
-  Error e{0.0, 0.0};
-  if (mpfr_zero_p(ref.v) || !mpfr_number_p(got)) {
-    bool same = mpfr_equal_p(got, ref.v);
-    return same ? e : Error{1e300, 1e300};
-  }
-  mpfr_sub(diff.v, got, ref.v, MPFR_RNDN);
-  mpfr_abs(diff.v, diff.v, MPFR_RNDN);
-  mpfr_set_ui_2exp(ulp.v, 1, mpfr_get_exp(ref.v) - bits, MPFR_RNDN);
-  mpfr_div(ulp.v, diff.v, ulp.v, MPFR_RNDN);
-  e.binary_ulps = mpfr_get_d(ulp.v, MPFR_RNDU);
-  // The result as printed to `digits` significant digits.
-  std::vector<char> buf(digits + 16);
-  mpfr_exp_t exp10 = 0;
-  mpfr_get_str(buf.data(), &exp10, 10, digits, got, MPFR_RNDN);
-  std::string text(buf.data());
-  bool negative = !text.empty() && text[0] == '-';
-  std::string mantissa = negative ? text.substr(1) : text;
-  std::string literal = std::string(negative ? "-" : "") + "0." + mantissa + "e" + std::to_string(exp10);
-  mpfr_set_str(printed.v, literal.c_str(), 10, MPFR_RNDN);
-  mpfr_sub(diff.v, printed.v, ref.v, MPFR_RNDN);
-  mpfr_abs(diff.v, diff.v, MPFR_RNDN);
-  // The decimal exponent of ref: ref in [10^e, 10^(e+1)).
-  mpfr_abs(ulp.v, ref.v, MPFR_RNDN);
-  mpfr_log10(ulp.v, ulp.v, MPFR_RNDD);
-  mpfr_floor(ulp.v, ulp.v);
-  long e10 = mpfr_get_si(ulp.v, MPFR_RNDN);
-  mpfr_set_ui(ulp.v, 10, MPFR_RNDN);
-  mpfr_pow_si(ulp.v, ulp.v, e10 - digits + 1, MPFR_RNDN);
-  mpfr_div(diff.v, diff.v, ulp.v, MPFR_RNDN);
-  e.decimal_ulps = mpfr_get_d(diff.v, MPFR_RNDU);
-  return e;
-}
-
 // -------------------------------------------------------------- the routines
 
 // How a routine is called on a row: its outputs for the row's tail and inputs.
@@ -203,47 +159,11 @@ const std::vector<Routine>& Routines() {
 
 // ------------------------------------------------------------------- report
 
-struct Worst {
-  double binary = 0.0;
-  double decimal = 0.0;
-  int rows = 0;
-  std::string where;  // the row with the largest decimal error
-};
-
-std::map<std::pair<std::string, long>, Worst>& Report() {
-  static auto* report = new std::map<std::pair<std::string, long>, Worst>;
-  return *report;
-}
-
-// Prints the worst errors per routine and Digits after all tests, and writes
-// them as a Markdown table to $QUARN_ACCURACY_REPORT when that is set.
-class ReportPrinter : public testing::Environment {
- public:
-  void TearDown() override {
-    if (Report().empty()) return;
-    std::ostringstream md;
-    md << "| routine | Digits | rows | worst (binary ulps) | worst (decimal ulps, printed) | worst row |\n";
-    md << "|---|---|---|---|---|---|\n";
-    for (const auto& [key, w] : Report()) {
-      char line[512];
-      std::snprintf(line, sizeof line, "| %s | %ld | %d | %.3g | %.3g | %s |\n", key.first.c_str(), key.second, w.rows,
-                    w.binary, w.decimal, w.where.c_str());
-      md << line;
-    }
-    std::printf("\nAccuracy against the mpmath tables:\n%s\n", md.str().c_str());
-    if (const char* path = std::getenv("QUARN_ACCURACY_REPORT")) {
-      std::ofstream out(path);
-      out << "# Accuracy of the distribution routines\n\n"
-          << "Worst error per routine and Digits against tests/data/numerics_*.tsv (mpmath, "
-          << "tools/gen_numerics_reference.py), from tests/platform/numerics/accuracy_test.cpp.\n"
-          << "Binary ulps: units of 2^(exponent - WorkingBits); a correctly rounded result is within 0.5.\n"
-          << "Decimal ulps: the result rounded to Digits significant digits, in units of the last digit.\n\n"
-          << md.str();
-    }
-  }
-};
-
-[[maybe_unused]] testing::Environment* const kReportPrinter = testing::AddGlobalTestEnvironment(new ReportPrinter);
+AccuracyReport* const kReport = static_cast<AccuracyReport*>(testing::AddGlobalTestEnvironment(new AccuracyReport(
+    "The numerical routines",
+    "Worst error per routine and Digits against tests/data/numerics_*.tsv (mpmath, tools/gen_numerics_reference.py), "
+    "from tests/platform/numerics/accuracy_test.cpp.",
+    "routine")));
 
 class ReferenceTable : public testing::TestWithParam<Routine> {};
 
@@ -263,17 +183,11 @@ TEST_P(ReferenceTable, WithinOneUlpAtEveryDigits) {
     for (size_t i = 0; i < got.size(); ++i) {
       std::string name = routine.name;
       if (!routine.outputs.empty()) name += std::string(":") + routine.outputs[i];
-      Error e = Measure(got[i].Mpfr(), r.values[i], r.digits, static_cast<long>(host::WorkingBits()));
+      UlpError e = MeasureUlps(got[i].Mpfr(), r.values[i], r.digits, static_cast<long>(host::WorkingBits()));
       // Correctly rounded in binary, hence within 1 ulp printed in decimal.
       EXPECT_LE(e.binary_ulps, 0.501) << name << " got " << host::Print(got[i].Handle());
       EXPECT_LE(e.decimal_ulps, 1.0) << name << " got " << host::Print(got[i].Handle());
-      Worst& w = Report()[{name, r.digits}];
-      ++w.rows;
-      w.binary = std::max(w.binary, e.binary_ulps);
-      if (e.decimal_ulps >= w.decimal) {
-        w.decimal = e.decimal_ulps;
-        w.where = "line " + std::to_string(r.line);
-      }
+      kReport->Add(name, r.digits, e, "line " + std::to_string(r.line));
     }
   }
 }

@@ -87,7 +87,12 @@ const std::vector<Case>& Cases() {
   return cases;
 }
 
-const char* const kOps[] = {"Probability", "Deviate", "RandomVariate", "RandomSample"};
+// The operations; the upper tails and the density exist exactly where the
+// probability does, with its arguments.
+const char* const kOps[] = {"Probability",      "Deviate",      "RandomVariate", "RandomSample",
+                            "UpperProbability", "UpperDeviate", "Density"};
+constexpr int kNumOps = 7;
+int Arity(const Case& c, int op) { return c.arity[op < 4 ? op : 0]; }
 
 // The host name of an entry: "Quarn" + family + operation.
 std::string EntryName(const Case& c, const char* op) { return std::string("Quarn") + c.name + op; }
@@ -121,7 +126,8 @@ std::vector<HostObject> Args(const Case& c, HostObject first = nullptr) {
 
 // The valid arguments of an operation: x or u, or n, before the parameters.
 std::vector<HostObject> ValidArgs(const Case& c, int op) {
-  const HostObject first[] = {host::MakeFloat((c.lo + c.hi) / 2), host::MakeFloat(0.5), nullptr, host::MakeInteger(3)};
+  const HostObject x = host::MakeFloat((c.lo + c.hi) / 2), u = host::MakeFloat(0.5);
+  const HostObject first[] = {x, u, nullptr, host::MakeInteger(3), x, u, x};
   return Args(c, first[op]);
 }
 
@@ -178,9 +184,9 @@ TEST(DistributionTable, EntriesAndArgumentCountMessages) {
   std::vector<std::pair<std::string, int>> entries = {{"QuarnNormalDeviateApprox", 1}, {"QuarnNormalWApprox", 3}};
   for (const Case& c : Cases()) {
     EXPECT_NO_THROW(quarn::test::FamilyNamed(c.name)) << c.name;
-    for (int op = 0; op < 4; ++op) {
-      if (c.arity[op] >= 0) {
-        entries.push_back({EntryName(c, kOps[op]), c.arity[op]});  // EntryNamed below throws when it is missing
+    for (int op = 0; op < kNumOps; ++op) {
+      if (Arity(c, op) >= 0) {
+        entries.push_back({EntryName(c, kOps[op]), Arity(c, op)});  // EntryNamed below throws when it is missing
       } else {
         EXPECT_THROW(EntryNamed(EntryName(c, kOps[op])), std::out_of_range) << EntryName(c, kOps[op]);
       }
@@ -206,9 +212,9 @@ TEST(DistributionTable, EntriesAndArgumentCountMessages) {
 TEST(DistributionTable, UnconvertibleArgumentsAreNamed) {
   ScopedRandomState state;
   for (const Case& c : Cases()) {
-    for (int op = 0; op < 4; ++op) {
+    for (int op = 0; op < kNumOps; ++op) {
       std::string entry = EntryName(c, kOps[op]);
-      if (c.arity[op] < 0 || entry == "QuarnErrorDeviate") continue;
+      if (Arity(c, op) < 0 || entry == "QuarnErrorDeviate") continue;
       std::vector<HostObject> valid = ValidArgs(c, op);
       for (size_t i = (op == 3 ? 1 : 0); i < valid.size(); ++i) {
         SCOPED_TRACE(entry + " argument " + std::to_string(i + 1));
@@ -269,6 +275,67 @@ TEST(DistributionTable, DeviateInvertsProbability) {
       }
     }
   }
+}
+
+// The upper tail is the complement of the lower one, computed directly: at
+// 30 digits P + Q = 1, the upper deviate inverts the upper probability and
+// agrees with the lower deviate at 1 - q, and the density is the slope of
+// the probability (a central difference, good to about h^2, or h at the
+// Laplace density's cusp).
+TEST(DistributionTable, UpperTailsAndDensityMatchTheProbability) {
+  ScopedDigits d(30);
+  for (const Case& c : Cases()) {
+    if (c.cdf) continue;
+    SCOPED_TRACE(c.name);
+    HostEntry upper = EntryNamed(EntryName(c, "UpperProbability")), upper_deviate = EntryNamed(EntryName(c, "UpperDeviate")),
+              density = EntryNamed(EntryName(c, "Density")), deviate = EntryNamed(EntryName(c, "Deviate"));
+    for (int k = 1; k < 8; ++k) {
+      const double x = c.lo + (c.hi - c.lo) * k / 8.0, h = 1e-5 * (c.hi - c.lo);
+      QuarnFloat p(Evaluate(EntryNamed(EntryName(c, "Probability")), Args(c, host::MakeFloat(x))));
+      QuarnFloat q(Evaluate(upper, Args(c, host::MakeFloat(x))));
+      EXPECT_LE(std::fabs((p + q - 1.0).ToDouble()), 1e-29) << "x = " << x;
+      QuarnFloat back(Evaluate(upper_deviate, Args(c, q.Handle())));
+      EXPECT_LE(std::fabs((back - QuarnFloat(x)).ToDouble()), 1e-26 * std::max(1.0, std::fabs(x))) << "x = " << x;
+      double slope = (Probability(c, x + h) - Probability(c, x - h)) / (2 * h);
+      double f = ToDouble(Evaluate(density, Args(c, host::MakeFloat(x))));
+      EXPECT_NEAR(f, slope, 1e-4 * std::max(1.0, f)) << "x = " << x;
+    }
+    // No infinity times 0: the density vanishes at infinity (where the
+    // family's routine does not refuse it), and undefined stays undefined.
+    HostObject at_infinity = nullptr;
+    if (ErrorOf([&] { at_infinity = Call(density, Args(c, host::FloatInfinity(1))); }).empty()) {
+      EXPECT_EQ(ToDouble(at_infinity), 0.0);
+    }
+    EXPECT_TRUE(IsQuarnFloatUndefined(QuarnFloat(Evaluate(density, Args(c, host::FloatUndefined())))));
+    for (double level : {0.0625, 0.25, 0.5, 0.875}) {  // exact, and so is 1 - level
+      QuarnFloat from_upper(Evaluate(upper_deviate, Args(c, host::MakeFloat(level))));
+      QuarnFloat from_lower(Evaluate(deviate, Args(c, host::MakeFloat(1 - level))));
+      EXPECT_LE(std::fabs((from_upper - from_lower).ToDouble()), 1e-27 * std::max(1.0, std::fabs(from_lower.ToDouble())))
+          << "q = " << level;
+    }
+  }
+}
+
+// A deviate that refuses a level of exactly 1 (the routines', whose upper
+// end has no finite deviate) names the entry that takes the upper tail; other
+// refused levels get the routine's message alone, and Digits is as it was.
+TEST(DistributionTable, DeviateAtLevelOneNamesTheUpperTailEntry) {
+  std::vector<std::string> refusing;
+  for (const Case& c : Cases()) {
+    if (c.arity[1] < 0 || c.cdf) continue;
+    const long digits = host::WorkingDigits();
+    std::string at_one = ErrorOf([&] { Call(EntryNamed(EntryName(c, "Deviate")), Args(c, host::MakeFloat(1))); });
+    EXPECT_EQ(digits, host::WorkingDigits()) << c.name;
+    if (at_one.empty()) continue;
+    refusing.push_back(c.name);
+    const std::string hint = " A level of 1 has no finite deviate; for levels near 1, " + EntryName(c, "UpperDeviate") +
+                             " takes the upper-tail probability 1 - u itself.";
+    ASSERT_GT(at_one.size(), hint.size()) << c.name;
+    EXPECT_EQ(at_one.substr(at_one.size() - hint.size()), hint) << c.name;
+    std::string above = ErrorOf([&] { Call(EntryNamed(EntryName(c, "Deviate")), Args(c, host::MakeFloat(1.5))); });
+    EXPECT_EQ(above.find(EntryName(c, "UpperDeviate")), std::string::npos) << above;
+  }
+  EXPECT_EQ(refusing, (std::vector<std::string>{"ChiSquare", "FRatio", "Gamma", "LogNormal", "Normal", "StudentT"}));
 }
 
 // From the same state of the generator, the parameter-array overload gives

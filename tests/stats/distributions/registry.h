@@ -24,6 +24,9 @@ struct FamilyEntries {
   HostEntry variate = nullptr;
   HostEntry sample = nullptr;
   ArrayVariate array_variate = nullptr;
+  HostEntry upper_probability = nullptr;
+  HostEntry upper_deviate = nullptr;
+  HostEntry density = nullptr;
 };
 
 #define REGISTRY_Probability_Real(N) &STATS_Quarn##N##Probability_MP
@@ -31,12 +34,17 @@ struct FamilyEntries {
 #define REGISTRY_Deviate_Real(N) &STATS_Quarn##N##Deviate_MP
 #define REGISTRY_Deviate_Integer(N) &STATS_Quarn##N##Deviate_MP
 #define REGISTRY_Deviate_None(N) nullptr
+#define REGISTRY_Upper_Real(N) &STATS_Quarn##N##UpperProbability_MP, &STATS_Quarn##N##UpperDeviate_MP
+#define REGISTRY_Upper_None(N) nullptr, nullptr
+#define REGISTRY_Density_Real(N) &STATS_Quarn##N##Density_MP
+#define REGISTRY_Density_None(N) nullptr
 
 inline const std::vector<FamilyEntries>& Families() {
   static const std::vector<FamilyEntries> families = {
-#define FAMILY(N, P, A, PROBABILITY, DEVIATE, VARIATE, SAMPLE)                                          \
+#define FAMILY(N, P, A, PROBABILITY, DEVIATE, UPPER, DENSITY, VARIATE, SAMPLE)                          \
   {#N, REGISTRY_Probability_##PROBABILITY(N), REGISTRY_Deviate_##DEVIATE(N), &STATS_Quarn##N##RandomVariate_MP, \
-   &STATS_Quarn##N##RandomSample_MP, static_cast<ArrayVariate>(&STATS_##N##RandomVariate_MP)},
+   &STATS_Quarn##N##RandomSample_MP, static_cast<ArrayVariate>(&STATS_##N##RandomVariate_MP),                   \
+   REGISTRY_Upper_##UPPER(N), REGISTRY_Density_##DENSITY(N)},
 #include "stats/distributions/families.inc"
 #undef FAMILY
   };
@@ -58,6 +66,9 @@ inline HostEntry EntryNamed(const std::string& name) {
     for (const FamilyEntries& f : Families()) {
       if (f.probability) m["Quarn" + f.name + "Probability"] = f.probability;
       if (f.deviate) m["Quarn" + f.name + "Deviate"] = f.deviate;
+      if (f.upper_probability) m["Quarn" + f.name + "UpperProbability"] = f.upper_probability;
+      if (f.upper_deviate) m["Quarn" + f.name + "UpperDeviate"] = f.upper_deviate;
+      if (f.density) m["Quarn" + f.name + "Density"] = f.density;
       m["Quarn" + f.name + "RandomVariate"] = f.variate;
       m["Quarn" + f.name + "RandomSample"] = f.sample;
     }
