@@ -59,6 +59,7 @@ bench: deps
 	cmake --build build-bench -j2
 	bash bench/run_memory.sh build-bench
 	bash bench/run_distributions.sh build-bench
+	bash bench/run_inference.sh build-bench
 	bash bench/run_descriptive.sh build-bench
 	bash bench/run_smoothing.sh build-bench
 

@@ -122,6 +122,33 @@ QuarnBrentMethod(2, x -> x^2, 0, 2, 1, 100);        # sqrt(2) to 25 digits
 QuarnNewtonRaphsonSafe(0, x -> cos(x) - x, x -> -sin(x) - 1, 0.5, 0, 1, 1, 100);   # cos(x) = x
 Digits := 10:
 
+# == Shapiro-Wilk and a regression session at 30 digits
+Digits := 30:
+# twelve observations in four groups; X holds the group indicators by columns
+y := QuarnEvaluateToFloat(Vector([33.63, 39.62, 38.18, 41.46, 38.02, 35.83, 35.99, 36.58, 42.92, 37.80, 40.43, 37.89])):
+X := QuarnEvaluateToFloat(Vector([1,0,0,0,0,0,0,1,0,1,0,0, 0,0,1,0,0,1,0,0,0,0,0,1,
+                                  0,0,0,1,0,0,0,0,1,0,1,0, 0,1,0,0,1,0,1,0,0,0,0,0])):
+n := 12: m := 4: ip := 5:                  # an intercept and four groups: rank 4 of 5
+isx := Vector([1, 1, 1, 1], datatype = integer[4]):
+b := Vector(ip, datatype = sfloat): se := Vector(ip, datatype = sfloat):
+cov := Vector(ip*(ip+1)/2, datatype = sfloat): res := Vector(n, datatype = sfloat):
+h := Vector(n, datatype = sfloat): q := Vector(n*(ip+1), datatype = sfloat):
+p := Vector(2*ip + ip^2, datatype = sfloat): wk := Vector(5*(ip-1) + ip^2, datatype = sfloat):
+STATS_g02daf("M", "U", n, X, n, m, isx, ip, y, Vector(1), 'rss', 'idf', b, se, cov, res, h, q, n,
+             'svd', 'irank', p, 1e-6, wk);          # 6: not of full rank, results returned
+rss, idf, irank, svd;
+b;                                         # the minimum-norm solution
+se;
+STATS_g02fcc(n, ip, res, 'd', 'pdl', 'pdu', Vector(n, datatype = sfloat));   # Durbin-Watson
+d, pdl, pdu;
+sres := Vector(4*n, datatype = sfloat):
+STATS_g02fac(n, irank, n, res, h, rss/idf, sres):  # studentized residuals, Cook's D, Atkinson's T
+sres[1], sres[2], sres[3], sres[4];
+# Shapiro-Wilk on the residuals: [W, significance]. A dense sfloat vector is
+# tested in place and left sorted, so the test gets a copy.
+QuarnShapiroWilk(QuarnEvaluateToFloat(res), Vector(0), false);
+Digits := 10:
+
 # == Smoothing: a kernel density estimate and a moving median
 Digits := 20:
 data := Vector([2.1, 2.4, 2.5, 3.0, 3.2, 3.3, 3.9, 5.6, 5.8, 6.1]):

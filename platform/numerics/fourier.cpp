@@ -46,20 +46,6 @@ class AcbVector {
   acb_ptr v_;
 };
 
-// A vector of real balls.
-class ArbVector {
- public:
-  explicit ArbVector(slong n) : n_(n), v_(_arb_vec_init(n)) {}
-  ~ArbVector() { _arb_vec_clear(v_, n_); }
-  ArbVector(const ArbVector&) = delete;
-  ArbVector& operator=(const ArbVector&) = delete;
-  arb_ptr operator[](slong i) { return v_ + i; }
-
- private:
-  slong n_;
-  arb_ptr v_;
-};
-
 void SetExact(arb_ptr b, const QuarnFloat& x) { arf_set_mpfr(arb_midref(b), x.Mpfr()); }
 
 // The full conjugate-symmetric sequence that a Hermitian storage of length
@@ -79,14 +65,14 @@ void Twiddles(AcbVector& w, slong order, slong len, slong prec) { _acb_vec_unit_
 
 // The unscaled outputs of a transform of n inputs, as balls at a precision,
 // in output order.
-using BallTransform = std::function<void(ArbVector& out, slong prec)>;
+using BallTransform = std::function<void(BallVector& out, slong prec)>;
 
 // The real sequence x to its spectrum in Hermitian storage.
 BallTransform RealToHermitian(const QuarnFloat* x, slong n) {
   if (n % 2 == 1) {
     auto v = std::make_shared<AcbVector>(n);
     for (slong j = 0; j < n; ++j) SetExact(acb_realref((*v)[j]), x[j]);
-    return [v, n](ArbVector& out, slong prec) {
+    return [v, n](BallVector& out, slong prec) {
       AcbVector w(n);
       acb_dft(w.get(), v->get(), n, prec);
       for (slong k = 0; k <= n / 2; ++k) arb_set(out[k], acb_realref(w[k]));
@@ -102,7 +88,7 @@ BallTransform RealToHermitian(const QuarnFloat* x, slong n) {
     SetExact(acb_realref((*v)[j]), x[2 * j]);
     SetExact(acb_imagref((*v)[j]), x[2 * j + 1]);
   }
-  return [v, n, m](ArbVector& out, slong prec) {
+  return [v, n, m](BallVector& out, slong prec) {
     AcbVector z(m), w(m + 1);
     acb_dft(z.get(), v->get(), m, prec);
     Twiddles(w, n, m + 1, prec);
@@ -135,7 +121,7 @@ BallTransform HermitianToReal(const QuarnFloat* x, slong n) {
   if (n % 2 == 1) {
     auto v = std::make_shared<AcbVector>(n);
     LoadHermitian(*v, x, n);
-    return [v, n](ArbVector& out, slong prec) {
+    return [v, n](BallVector& out, slong prec) {
       AcbVector w(n);
       acb_dft(w.get(), v->get(), n, prec);
       for (slong k = 0; k < n; ++k) arb_set(out[k], acb_realref(w[k]));
@@ -146,7 +132,7 @@ BallTransform HermitianToReal(const QuarnFloat* x, slong n) {
   const slong m = n / 2;
   auto v = std::make_shared<AcbVector>(n);
   LoadHermitian(*v, x, n);
-  return [v, m](ArbVector& out, slong prec) {
+  return [v, m](BallVector& out, slong prec) {
     AcbVector b(m), w(m), d(m);
     Twiddles(w, 2 * m, m, prec);
     acb_t s;
@@ -182,7 +168,7 @@ void RoundOutputs(const BallTransform& transform, slong n, QuarnFloat* out) {
   const slong cap = 4 * target + 256 + 4 * log2n;
   std::vector<char> done(static_cast<size_t>(n), 0);
   slong remaining = n;
-  ArbVector y(n);
+  BallVector y(n);
   Ball scale, largest, bound;
   mag_t zero_radius;
   mag_init(zero_radius);

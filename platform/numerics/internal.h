@@ -39,6 +39,22 @@ class Ball {
   arb_t v_;
 };
 
+// n balls with a constructor and destructor.
+class BallVector {
+ public:
+  explicit BallVector(slong n) : n_(n), v_(_arb_vec_init(n)) {}
+  ~BallVector() { _arb_vec_clear(v_, n_); }
+  BallVector(const BallVector&) = delete;
+  BallVector& operator=(const BallVector&) = delete;
+  arb_ptr operator[](slong i) { return v_ + i; }
+  arb_srcptr operator[](slong i) const { return v_ + i; }
+  slong size() const { return n_; }
+
+ private:
+  slong n_;
+  arb_ptr v_;
+};
+
 // A constant of one problem (log B(a, b), log Gamma(a)) that an iteration
 // needs at varying precisions: computed when a precision above every earlier
 // one is asked for, and reused below it (a ball at a higher precision serves
@@ -181,6 +197,13 @@ double BetaLogitStart(double a, double b, arb_srcptr q);
 // result(w) rounded; the beta, F and t deviates all reduce to this.
 bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
                     const std::function<void(arb_ptr, arb_srcptr w, slong prec)>& result);
+
+// ------------------------------------------------------------ Durbin-Watson
+
+// P(sum a_j u_j^2 <= 0) for u_j iid N(0, 1) and the m balls a (nonzero, of
+// both signs), by Imhof's integral at prec, a ball of about prec bits of
+// absolute accuracy.
+void ImhofProbability(arb_ptr out, const BallVector& a, slong m, slong prec);
 
 // ------------------------------------------------------------------ errors
 

@@ -30,6 +30,11 @@ enum Nag_TailProbability {
   Nag_TwoTailConfid = 1332,
 };
 
+enum Nag_Boolean {
+  Nag_FALSE = 0,
+  Nag_TRUE = 1,
+};
+
 enum Nag_SortOrder {
   Nag_Ascending = 1597,
   Nag_Descending = 1598,

@@ -156,6 +156,53 @@ typedef long (*QuarnMP_Compare)(const void* a, const void* b);
 void QuarnMP_m01dsc(const void* vec, size_t n, ptrdiff_t stride, QuarnMP_Compare compare, Nag_SortOrder order,
                     unsigned int ranks[], NagError* fail);
 
+// --------------------------------------------------------- Shapiro-Wilk
+
+// Shapiro and Wilk's W for x[0 .. n-1] sorted in either direction,
+// 3 <= n <= 5000, and its significance level pw by Royston's normalizing
+// approximations (Applied Statistics algorithm AS R94). With calc_wts the
+// coefficients a[0 .. n-1] are computed from normal quantiles (and written
+// to a); otherwise the caller's a from an earlier call is used. W is the
+// squared correlation of a and x, formed as 1 - w1 with w1 free of
+// cancellation; W and pw are correctly rounded at the working precision.
+// Fails with NE_INT_ARG_LT / NE_INT_ARG_GT for n outside 3 .. 5000,
+// NE_ALL_ELEMENTS_EQUAL when the range of x is 0 and NE_NOT_MONOTONIC when x
+// is sorted in neither direction; an undefined x gives undefined W and pw.
+void QuarnMP_g01ddc(long n, const QuarnFloat x[], Nag_Boolean calc_wts, QuarnFloat a[], QuarnFloat* w,
+                    QuarnFloat* pw, NagError* fail);
+
+// --------------------------------------------------------------- regression
+
+// General linear regression (the Fortran routine, every argument by
+// address, two hidden string lengths): fits y = X b by least squares, or
+// weighted least squares on W^(1/2) X, with an intercept when mean is 'M'
+// and the columns j of X with isx[j] > 0. Householder QR at a precision
+// raised by the bits the problem's condition costs, and the singular value
+// decomposition of R when X is rank deficient. See regression.cpp for the
+// outputs and the values of ifail.
+void QuarnMP_g02daf_f(const char* mean, const char* weight, const int32_t* n, const QuarnFloat x[],
+                      const int32_t* ldx, const int32_t* m, const int32_t isx[], const int32_t* ip,
+                      const QuarnFloat y[], const QuarnFloat wt[], QuarnFloat* rss, int32_t* idf, QuarnFloat b[],
+                      QuarnFloat se[], QuarnFloat cov[], QuarnFloat res[], QuarnFloat h[], QuarnFloat q[],
+                      const int32_t* ldq, uint8_t* svd, int32_t* irank, QuarnFloat p[], const QuarnFloat* tol,
+                      QuarnFloat wk[], int32_t* ifail, size_t mean_length, size_t weight_length);
+
+// Standardized residuals and influence statistics of a fit with n
+// observations and ip parameters: for the nres residuals res and leverages h
+// (0 < h < 1) with residual mean square rms > 0, row i of sres (nres x 4,
+// row-major) gets the internally and externally studentized residuals,
+// Cook's D and Atkinson's T, each correctly rounded.
+void QuarnMP_g02fac(long n, long ip, long nres, const QuarnFloat res[], const QuarnFloat h[], QuarnFloat rms,
+                    QuarnFloat sres[], NagError* fail);
+
+// The Durbin-Watson statistic d of the n residuals res of a fit with ip
+// parameters, and the lower-tail probabilities pdl >= pdu of its lower and
+// upper bounding distributions at d, by Imhof's integral with a proven
+// truncation bound, correctly rounded. work (n numbers) receives the
+// eigenvalues 2 (1 - cos(pi j / n)), j = 1 .. n - 1. ifail: 0, or 1 when
+// n <= ip or ip < 1, 2 when every residual is 0 (d, pdl, pdu then unset).
+void QuarnMP_g02fcc(const int32_t* n, const int32_t* ip, const QuarnFloat res[], QuarnFloat* d, QuarnFloat* pdl,
+                    QuarnFloat* pdu, QuarnFloat work[], int32_t* ifail);
 // ------------------------------------------------------ Fourier transforms
 // The Fortran routines: every argument by address, failures in ifail (0 on
 // success, 1 for n < 1, whatever ifail held on entry). work holds n floats of

@@ -9,7 +9,8 @@
 //   root finders    rootfind/entries.inc gives the entries and their argument
 //                   counts; rootfind/docs.inc the texts
 //   other folders   <folder>/docs.inc, ENTRY_DOC rows keyed by the entry's
-//                   host name; a folder's table is read once the file exists;
+//                   host name; a folder's table is read once the file exists
+//                   (a new folder also needs its #ifdef block below);
 //                   where the folder's entry table gives argument counts
 //                   (descriptive, manipulation, smoothing, sampling), the
 //                   rows are held to them
@@ -78,29 +79,30 @@ const std::vector<Row> kDistributionRows = {
 #include "stats/distributions/docs.inc"
 };
 // Folders whose entries are still to come: their tables count from the day
-// their docs.inc exists.
+// their docs.inc exists (stats/CMakeLists.txt defines STATS_REF_DOCS_<FOLDER>
+// for each docs.inc it finds).
 const std::vector<Row> kDescriptiveRows = {
-#if __has_include("stats/descriptive/docs.inc")
+#ifdef STATS_REF_DOCS_DESCRIPTIVE
 #include "stats/descriptive/docs.inc"
 #endif
 };
 const std::vector<Row> kManipulationRows = {
-#if __has_include("stats/manipulation/docs.inc")
+#ifdef STATS_REF_DOCS_MANIPULATION
 #include "stats/manipulation/docs.inc"
 #endif
 };
 const std::vector<Row> kSamplingRows = {
-#if __has_include("stats/sampling/docs.inc")
+#ifdef STATS_REF_DOCS_SAMPLING
 #include "stats/sampling/docs.inc"
 #endif
 };
 const std::vector<Row> kSmoothingRows = {
-#if __has_include("stats/smoothing/docs.inc")
+#ifdef STATS_REF_DOCS_SMOOTHING
 #include "stats/smoothing/docs.inc"
 #endif
 };
 const std::vector<Row> kInferenceRows = {
-#if __has_include("stats/inference/docs.inc")
+#ifdef STATS_REF_DOCS_INFERENCE
 #include "stats/inference/docs.inc"
 #endif
 };
@@ -170,18 +172,10 @@ struct CountedEntry {
 #define SMOOTHING_ENTRY STATS_REF_COUNTED
 #define INVERSE_ENTRY STATS_REF_COUNTED
 const std::vector<CountedEntry> kCountedEntries = {
-#if __has_include("stats/descriptive/entries.inc")
 #include "stats/descriptive/entries.inc"
-#endif
-#if __has_include("stats/manipulation/entries.inc")
 #include "stats/manipulation/entries.inc"
-#endif
-#if __has_include("stats/smoothing/entries.inc")
 #include "stats/smoothing/entries.inc"
-#endif
-#if __has_include("stats/sampling/inverse.inc")
 #include "stats/sampling/inverse.inc"
-#endif
 };
 #undef DESCRIPTIVE_ENTRY
 #undef MANIPULATION_ENTRY
