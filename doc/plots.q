@@ -14,10 +14,8 @@ plot(s, output = "doc/plot-data.png", title = "100 gamma(2, 3) variates", xlabel
 z := QuarnNormalRandomSample(2000, 0, 1):
 histogram(z, 30, output = "doc/histogram.png", title = "2000 normal variates", xlabel = "x", ylabel = "count");
 
-# A kernel density estimate on 100 equally spaced points of [-4, 4]: here a
-# Gaussian kernel summed directly over the first 300 variates, bandwidth 0.3;
-# a kernel density entry's result is plotted the same way.
-h := 0.3: n := 300:
-kde := Vector([seq(add(exp(-((-4 + 8*k/99 - z[i])/h)^2/2), i = 1..n)/(n*h*sqrt(2*Pi)), k = 0..99)]):
+# A kernel density estimate of the 2000 variates on 128 equally spaced points
+# of [-4, 4]: Gaussian kernel, bandwidth 0.3.
+kde := QuarnKernelDensity(z, Vector([]), 0, 0.3, 128, true, -4, 4):
 densityplot(kde, -4..4, output = "doc/densityplot.png", title = "kernel density estimate, bandwidth 0.3",
             xlabel = "x", ylabel = "density");
