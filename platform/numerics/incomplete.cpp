@@ -15,6 +15,7 @@
 #include <cmath>
 #include <functional>
 
+#include "platform/host/host.h"
 #include "platform/numerics/internal.h"
 
 namespace quarn::numerics {
@@ -58,6 +59,7 @@ bool SumPositiveSeries(arb_ptr s, const std::function<void(arb_ptr t, long k)>& 
   arb_one(s);
   arb_one(t);
   for (long k = 1; k <= kMaxTerms; ++k) {
+    if (k % 64 == 0) host::CheckInterrupt();  // at high precision a long series takes seconds
     next(t, k);
     arb_add(s, s, t, wp);
     double r = ratio(k);
@@ -150,6 +152,7 @@ void GammaLowerBelowMean(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec) {
 }  // namespace
 
 void GammaTail(arb_ptr res, arb_srcptr a, arb_srcptr z, bool upper, slong prec) {
+  host::CheckInterrupt();  // one evaluation at high precision can take a second
   if (arb_is_zero(z)) {
     upper ? arb_one(res) : arb_zero(res);
     return;
@@ -307,6 +310,7 @@ void BetaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_
 }
 
 void BetaTail(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, bool upper, slong prec) {
+  host::CheckInterrupt();  // one evaluation at high precision can take a second
   // Wanted: I_X(A, B).
   arb_srcptr A = upper ? b : a, B = upper ? a : b, X = upper ? y : x, Y = upper ? x : y;
   if (arb_is_zero(X)) {

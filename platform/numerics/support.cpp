@@ -67,6 +67,7 @@ bool CorrectlyRounded(QuarnFloat* out, const BallFunction& eval, slong extra_bit
   bool unique = false;
   *out = floats::Compute([&](mpfr_ptr z) {
     for (;;) {
+      host::CheckInterrupt();  // a pass at high precision can take seconds
       eval(r, prec);
       if (RoundUnique(z, r)) {
         unique = true;
