@@ -65,8 +65,13 @@ QuarnFloat STATS_EnvelopeGenerator_MP::Slope(const QuarnFloat& x) { return Evalu
 std::unique_ptr<EnvelopeElement> STATS_EnvelopeGenerator_MP::Build(const QuarnFloat& xl, const QuarnFloat& xr,
                                                                    const QuarnFloat& fl, const QuarnFloat& fr,
                                                                    const QuarnFloat& dl, const QuarnFloat& dr) {
-  // Where the tangents meet (the midpoint when they are parallel).
-  const QuarnFloat z = dl == dr ? (xl + xr) / 2.0 : (fr - fl + dl * xl - dr * xr) / (dl - dr);
+  // Where the tangents meet (the midpoint when they are parallel). Between
+  // base points where f is concave or convex throughout, that is inside the
+  // interval; base points that leave an inflection point between them can
+  // put it outside, and the midpoint then keeps the element's draws inside
+  // its interval.
+  QuarnFloat z = dl == dr ? (xl + xr) / 2.0 : (fr - fl + dl * xl - dr * xr) / (dl - dr);
+  if (!(z > xl && z < xr)) z = (xl + xr) / 2.0;
   auto e = std::make_unique<EnvelopeElement>(xl, xr, z, fl, fr, Density(z), dl, dr);
   e->sl = (e->fz - fl) / (e->z - xl);
   e->sr = (fr - e->fz) / (xr - e->z);

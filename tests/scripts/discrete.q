@@ -43,6 +43,7 @@ Digits := 10:
 err(() -> QuarnNonCentralChiSquareProbability(-1, 4, 2));
 err(() -> QuarnNonCentralChiSquareProbability(1, 0, 0));
 err(() -> QuarnNonCentralBetaProbability(0.5, 2, 3));
+# the non-central t has no deviate entry
 err(() -> QuarnNonCentralStudentTDeviate(0.5, 2, 3));
 # variates and samples
 randomize(7):

@@ -32,6 +32,8 @@ err(() -> QuarnRandomSample(Vector(2), NULL, [[1, [f, df, [0, 1], 2.5, true]]], 
 err(() -> QuarnRandomSample(Vector(2), NULL, [[1, [f, df, 7, 10, true]]], false));
 err(() -> QuarnRandomSample(Vector(2), NULL, [[1, [f, df, Vector([0, 1], datatype = integer[4]), 10, true]]], false));
 err(() -> QuarnRandomSample(Vector(2), NULL, [[1, [f, df, [0], 10, true]]], false));
+# base points from a float[8] rtable; the inflection point 1 inside [0, 2]
+# puts the tangents' meeting point outside it, and the draws stay in [-2, 2]
 randomize(4):
 QuarnRandomSample(Vector(3), NULL, [[1, [f, df, Vector([-2., 0., 2.], datatype = float[8]), 2, true]]], false);
 err(() -> QuarnRandomSample(Vector(2), NULL, [[1, [x -> 0, x -> 0, [0, 1], 2, true]]], false));

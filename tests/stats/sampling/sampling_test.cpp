@@ -189,6 +189,15 @@ TEST(EnvelopeGenerator, SamplesTheDensityItIsGiven) {
     EXPECT_GE(x.front(), -4.0);
     EXPECT_LE(x.back(), 4.0);
   }
+  // Base points that leave the inflection points inside the elements (the
+  // tangents at 0 and 3 meet near -27): the draws stay on [-3, 3].
+  STATS_EnvelopeGenerator_MP loose(kv());
+  ASSERT_EQ(loose.Initialize(kv(), host::MakeList({f, df, Floats({-3, 0, 3}), host::MakeInteger(20), host::True()})),
+            1u);
+  for (int i = 0; i < 500; ++i) {
+    const double x = loose.Generate(kv()).ToDouble();
+    ASSERT_TRUE(x >= -3.0 && x <= 3.0) << x;
+  }
   // One base point is no interval: nothing to build.
   STATS_EnvelopeGenerator_MP single(kv());
   EXPECT_EQ(single.Initialize(kv(), host::MakeList({f, df, Floats({0}), host::MakeInteger(5), host::True()})), 0u);
