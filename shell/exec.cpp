@@ -65,14 +65,8 @@ std::vector<HostObject> ForInElements(HostObject coll) {
       for (const auto& [key, value] : host::TableEntries(coll)) values.push_back(value);
       return values;
     }
-    case host::Kind::RTable: {
-      QKernel kv = host::Kernel();
-      if (RTableNumDimensions(kv, coll) != 1) host::Raise("for-in visits one-dimensional rtables only");
-      std::vector<HostObject> values;
-      for (int i = RTableLowerBound(kv, coll, 1); i <= RTableUpperBound(kv, coll, 1); ++i)
-        values.push_back(RTableElement(coll, {host::MakeInteger(i)}));
-      return values;
-    }
+    case host::Kind::RTable:
+      return AllElements(coll);
     default:
       return {coll};
   }
@@ -266,6 +260,8 @@ Flow Exec(const Stmt& s, const EnvPtr& env, ExecContext& ctx) {
       return Flow::Next;
     case StmtKind::Quit:
       return Flow::Quit;
+    case StmtKind::Read:
+      return ReadStatement(s, env, ctx);
     case StmtKind::Error: {
       std::vector<HostObject> parts = EvalItems({s.value}, env, false);
       std::string text = !parts.empty() && host::KindOf(parts[0]) == host::Kind::String

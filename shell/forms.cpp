@@ -2,6 +2,8 @@
 //   seq(e, i = a..b), seq(e, i = c)   the values of e, as a sequence
 //   add(...), mul(...)                their sum and product, same forms
 //   assigned(x), assigned(t[k])       whether a name or entry has a value
+//   help(name)                        the reference page of name (help.cpp)
+//   plot(e, x = a..b), plot(...)      a picture through gnuplot (plot.cpp)
 // The index variable is bound like a loop variable and gets its previous
 // value back afterwards.
 #include "shell/eval.h"
@@ -76,6 +78,10 @@ bool CallSpecialForm(const std::string& name, const Expr& call, const EnvPtr& en
     *result = Folded("add", Fold::Add, call, env);
   } else if (name == "mul") {
     *result = Folded("mul", Fold::Mul, call, env);
+  } else if (name == "help") {
+    *result = Help(call, env);
+  } else if (name == "plot") {
+    *result = Plot(call, env);
   } else if (name == "assigned") {
     if (call.items.size() != 1) RaiseArity("assigned", "1 argument", EvalItems(call.items, env, false));
     const Expr& x = *call.items[0];

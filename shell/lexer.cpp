@@ -13,7 +13,7 @@ const std::set<std::string>& Keywords() {
       "and", "or", "not", "if", "then", "elif", "else", "fi", "end", "do", "od",
       "for", "from", "to", "by", "while", "in", "proc", "local", "global",
       "return", "break", "next", "error", "NULL", "true", "false", "quit", "try", "catch",
-      "finally",
+      "finally", "read",
   };
   return words;
 }
@@ -21,7 +21,7 @@ const std::set<std::string>& Keywords() {
 // Operators, longest first so that ":=" wins over ":".
 const char* const kOperators[] = {
     ":=", "..", "->", "<>", "<=", ">=", "+", "-", "*", "/", "^", "(", ")", "[", "]",
-    ",", ";", ":", "=", "<", ">", "'", "%",
+    ",", ";", ":", "=", "<", ">", "'", "%", ".",
 };
 
 bool IsNameStart(char c) { return std::isalpha(static_cast<unsigned char>(c)) || c == '_'; }

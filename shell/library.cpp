@@ -27,6 +27,7 @@ struct Entry {
 void* g_library = nullptr;
 std::string* g_load_failure = nullptr;  // why the library is not loaded
 bool g_initialized = false;
+std::string* g_loaded_path = nullptr;  // the file that was loaded
 
 std::vector<Entry>& Entries() {
   static auto* entries = new std::vector<Entry>;
@@ -49,7 +50,12 @@ HostObject RunEntry(QKernel kv, HostObject data, HostObject args) {
   // it for its own work and then fails leaves the caller's value in place.
   const long digits = host::WorkingDigits();
   try {
-    return e.fn(kv, args);
+    HostObject result = e.fn(kv, args);
+    host::CheckInterrupt();  // interrupted during its last stretch: the result is not wanted
+    return result;
+  } catch (const InterruptError&) {
+    host::SetDigits(digits);
+    throw;  // an interrupt is no error of the entry
   } catch (const EntryError&) {
     host::SetDigits(digits);
     throw;  // already names the innermost entry it left
@@ -84,11 +90,19 @@ bool LoadLibrary(const std::string& path, std::string* why) {
     if (why) *why = *g_load_failure;
     return false;
   }
+  g_loaded_path = new std::string(path);
   if (auto init = reinterpret_cast<EntryFn>(Symbol("STATS_StatsInitialize_MP"))) {
     init(host::Kernel(), host::Null());
     g_initialized = true;
   }
   return true;
+}
+
+void* LibrarySymbol(const std::string& symbol) { return Symbol(symbol); }
+
+const std::string& LoadedLibraryPath() {
+  static const std::string none;
+  return g_loaded_path ? *g_loaded_path : none;
 }
 
 void TerminateLibrary() {

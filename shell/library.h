@@ -15,6 +15,10 @@ std::string DefaultLibraryPath();
 // (with the reason in *why) when it cannot be loaded; the shell then runs
 // without entries, and calling one raises an error with that reason.
 bool LoadLibrary(const std::string& path, std::string* why);
+// The address of an exported symbol of the loaded library, or null.
+void* LibrarySymbol(const std::string& symbol);
+// The file LoadLibrary loaded, or empty when none is loaded.
+const std::string& LoadedLibraryPath();
 // Runs STATS_StatsTerminate_MP once, when the library was initialised.
 void TerminateLibrary();
 

@@ -23,9 +23,11 @@ namespace {
 
 void Usage(FILE* to) {
   std::fprintf(to,
-               "usage: quarn [FILE | -e STATEMENTS]\n"
+               "usage: quarn [--echo] [FILE | -e STATEMENTS]\n"
                "  FILE           run the script FILE\n"
                "  -e STATEMENTS  run the statements, showing each result\n"
+               "  --echo         show each statement before its result, like a worksheet\n"
+               "  --version      the version of quarn and the library\n"
                "  (none)         interactive shell\n"
                "The statistics library is <bin>/../lib/libquarnstats.so unless QUARN_LIBRARY names another.\n");
 }
@@ -45,11 +47,16 @@ int main(int argc, char** argv) {
   InitShell();
 
   std::string statements, file;
-  bool have_e = false;
+  bool have_e = false, echo = false;
   for (int i = 1; i < argc; ++i) {
     if (std::strcmp(argv[i], "-e") == 0 && i + 1 < argc) {
       statements += std::string(argv[++i]) + "\n";
       have_e = true;
+    } else if (std::strcmp(argv[i], "--echo") == 0) {
+      echo = true;
+    } else if (std::strcmp(argv[i], "--version") == 0) {
+      std::printf("quarn %s (quarnstats)\n", QUARN_VERSION);
+      return 0;
     } else if (std::strcmp(argv[i], "-h") == 0 || std::strcmp(argv[i], "--help") == 0) {
       Usage(stdout);
       return 0;
@@ -75,6 +82,8 @@ int main(int argc, char** argv) {
 
   int status = 0;
   Session session;
+  session.SetEcho(echo);
+  if (echo) session.SetDisplay(Session::Display::TwoDimensional);
   try {
     if (have_e) {
       status = session.Run(statements, true) ? 0 : 1;

@@ -8,6 +8,8 @@
 #include <functional>
 #include <string>
 
+#include "platform/host/quarnc.h"
+
 namespace quarn::shell {
 
 void WriteLine(const std::string& line);   // one line; the newline is added
@@ -17,6 +19,11 @@ void WriteError(const std::string& line);  // one line on standard error
 // Replaces where WriteError writes (tests capture errors); an empty
 // function restores standard error.
 void SetErrorSink(std::function<void(const std::string&)> sink);
+
+// A result as the REPL shows it: a two-dimensional rtable as aligned rows,
+// one line each (long ones elided to their first and last rows and
+// columns); anything else in its one-line printed form.
+std::string DisplayForm(HostObject v);
 
 }  // namespace quarn::shell
 

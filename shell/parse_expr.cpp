@@ -4,7 +4,7 @@
 //   or, and, not
 //   = <> < <= > >=   (at most one per operand pair)
 //   ..        range
-//   + -, then * /, then unary - +, then ^ (right associative)
+//   + -, then * / . (the product of rtables), then unary - +, then ^ (right associative)
 //   f(...) a[...]    calls and indexing
 #include "shell/parser.h"
 #include "shell/parser_internal.h"
@@ -116,7 +116,7 @@ ExprPtr Parser::Sum() {
 }
 
 ExprPtr Parser::Product() {
-  return LeftAssociative({{"*", ExprKind::Mul}, {"/", ExprKind::Div}}, &Parser::Unary);
+  return LeftAssociative({{"*", ExprKind::Mul}, {"/", ExprKind::Div}, {".", ExprKind::Dot}}, &Parser::Unary);
 }
 
 // Unary minus binds looser than ^: -2^2 is -(2^2).

@@ -78,8 +78,12 @@ StmtPtr Parser::Next() {
   while (AcceptOp(";") || AcceptOp(":")) {
   }
   if (Peek().kind == Tok::End) Unexpected();
+  const size_t begin = Peek().offset;
   StmtPtr s = Statement();
+  s->begin = begin;
+  s->end = pos_ > 0 ? tokens_[pos_ - 1].end : begin;
   if (IsOp(";") || IsOp(":")) {
+    s->end = Peek().end;
     s->show = Take().text == ";";
   } else if (Peek().kind == Tok::End && lenient_) {
     s->show = true;
@@ -118,6 +122,13 @@ StmtPtr Parser::Statement() {
       s->kind = w == "return" ? StmtKind::Return : StmtKind::Error;
       if (!AtStatementEnd()) s->value = Sequence();
       if (s->kind == StmtKind::Error && !s->value) Fail(Peek(), "`error` needs a message");
+      return s;
+    }
+    if (w == "read") {
+      Take();
+      s->kind = StmtKind::Read;
+      if (AtStatementEnd()) Fail(Peek(), "`read` needs a file name");
+      s->value = Sequence();
       return s;
     }
     if (w == "break" || w == "next" || w == "quit") {

@@ -4,7 +4,6 @@
 // collector-scanned memory (operator new), so the frames it keeps stay alive.
 #include <sys/resource.h>
 
-#include <csignal>
 #include <cstdint>
 #include <map>
 
@@ -30,8 +29,6 @@ std::map<const ProcDef*, HostObject>& TopLevelProcs() {
   static auto* procs = new std::map<const ProcDef*, HostObject>;
   return *procs;
 }
-
-volatile std::sig_atomic_t g_interrupt = 0;
 
 // Deep recursion in shell procedures would overflow the C++ stack; calls
 // are refused once the stack in use approaches its limit.
@@ -118,16 +115,6 @@ std::vector<HostObject> ArgsOf(HostObject seq) {
   return {seq};
 }
 
-void RequestInterrupt() { g_interrupt = 1; }
-void ClearInterrupt() { g_interrupt = 0; }
-
 void MarkStackBase() { InitStackBudget(); }
-
-void CheckInterrupt() {
-  if (g_interrupt) {
-    g_interrupt = 0;
-    throw InterruptError();
-  }
-}
 
 }  // namespace quarn::shell

@@ -27,9 +27,19 @@ class Session {
 
   bool quit_requested() const { return quit_; }
 
+  // How results are shown: on one line as they read back (scripts), or
+  // matrices as rows and columns (the REPL).
+  enum class Display { OneLine, TwoDimensional };
+  void SetDisplay(Display d) { display_ = d; }
+  // Whether each statement's source is printed before its result, as in a
+  // worksheet (quarn --echo).
+  void SetEcho(bool echo) { echo_source_ = echo; }
+
  private:
   void Execute(const Stmt& s);
   bool quit_ = false;
+  Display display_ = Display::OneLine;
+  bool echo_source_ = false;
 };
 
 // "Error, (in QuarnX) message" for errors that left an entry, else

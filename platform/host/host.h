@@ -55,6 +55,22 @@ std::string FormatMessage(const std::string& text, HostObject a, HostObject b = 
 [[noreturn]] void Raise(const std::string& text, HostObject a);
 [[noreturn]] void Raise(const std::string& text, HostObject a, HostObject b);
 
+// A user's interrupt (Ctrl-C). A signal handler requests it; the host's own
+// work checks for it wherever it makes a float, so that any long computation
+// (arithmetic loops, refinements at high precision, long samples) raises
+// Interrupted within one float operation. QuarnTrapError lets it through:
+// an interrupt always reaches the caller that installed the handler.
+class Interrupted : public Error {
+ public:
+  Interrupted() : Error("interrupted") {}
+};
+void RequestInterrupt();                 // async-signal-safe
+void ClearInterrupt();
+bool InterruptRequested();
+// Raises Interrupted, and clears the request, when one is pending (never
+// while an exception is already unwinding the stack).
+void CheckInterrupt();
+
 // ------------------------------------------------------------- numbers
 HostObject MakeInteger(long n);
 HostObject MakeIntegerFromString(const std::string& digits);  // decimal, optional sign

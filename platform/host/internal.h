@@ -12,6 +12,7 @@
 #include <gmp.h>
 #include <mpfr.h>
 
+#include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -96,6 +97,10 @@ struct RTableBody {
   HostObject sparse;
 };
 inline RTableBody* RTableOf(HostObject rt) { return reinterpret_cast<RTableBody*>(Words(rt)[1]); }
+
+// Set by RequestInterrupt (from a signal handler), read by the allocation of
+// every float.
+extern volatile std::sig_atomic_t g_interrupt_requested;
 
 // The state a kernel handle stands for lives in statics of the host library;
 // these are the pieces the sources share.

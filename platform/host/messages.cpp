@@ -1,5 +1,6 @@
 // Errors, information messages and the random source of the host.
 #include <cstdarg>
+#include <exception>
 #include <map>
 #include <random>
 #include <sstream>
@@ -49,6 +50,19 @@ void Raise(const std::string& text) { throw Error(text); }
 void Raise(const std::string& text, HostObject a) { throw Error(FormatMessage(text, a, nullptr)); }
 void Raise(const std::string& text, HostObject a, HostObject b) { throw Error(FormatMessage(text, a, b)); }
 
+volatile std::sig_atomic_t g_interrupt_requested = 0;
+
+void RequestInterrupt() { g_interrupt_requested = 1; }
+void ClearInterrupt() { g_interrupt_requested = 0; }
+bool InterruptRequested() { return g_interrupt_requested != 0; }
+
+void CheckInterrupt() {
+  // A destructor that computes while an error unwinds must not throw again.
+  if (!g_interrupt_requested || std::uncaught_exceptions() > 0) return;
+  g_interrupt_requested = 0;
+  throw Interrupted();
+}
+
 void SetOutputSink(std::function<void(const std::string&)> sink) { Sink() = std::move(sink); }
 void Output(const std::string& text) { Sink()(text); }
 
@@ -95,6 +109,8 @@ void* QuarnTrapError(QKernel, void* (*body)(void* data), void* data, int* trappe
   *trapped = 0;
   try {
     return body(data);
+  } catch (const Interrupted&) {
+    throw;
   } catch (const Error&) {
     *trapped = 1;
     return nullptr;

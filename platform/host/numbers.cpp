@@ -171,6 +171,7 @@ HostObject ComplexIm(HostObject h) { return IsTag(h, kTagComplex) ? Words(h)[2] 
 // --------------------------------------------------------------- floats
 
 HostObject NewFloat(mpfr_prec_t bits, long digits) {
+  if (g_interrupt_requested) CheckInterrupt();
   size_t limbs = static_cast<size_t>((bits + GMP_NUMB_BITS - 1) / GMP_NUMB_BITS);
   size_t words = (offsetof(FloatBody, limbs) + limbs * sizeof(mp_limb_t) + 7) / 8;
   HostObject h = AllocAtomicObject(kTagFloat, static_cast<uint32_t>(words));

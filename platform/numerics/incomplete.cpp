@@ -15,6 +15,7 @@
 #include <cmath>
 #include <functional>
 
+#include "platform/host/host.h"
 #include "platform/numerics/internal.h"
 
 namespace quarn::numerics {
@@ -59,6 +60,7 @@ bool SumPositiveSeries(arb_ptr s, const std::function<void(arb_ptr t, long k)>& 
   arb_one(s);
   arb_one(t);
   for (long k = 1; k <= kMaxTerms && ChargeWork(wp); ++k) {
+    if (k % 64 == 0) host::CheckInterrupt();  // at high precision a long series takes seconds
     next(t, k);
     arb_add(s, s, t, wp);
     double r = ratio(k);
@@ -73,6 +75,16 @@ bool SumPositiveSeries(arb_ptr s, const std::function<void(arb_ptr t, long k)>& 
 slong PrefactorBits(slong prec, double magnitude) { return prec + MagnitudeBits(magnitude) + 8; }
 
 }  // namespace
+
+void LogPoissonTerm(arb_ptr res, arb_srcptr s, arb_srcptr z, slong prec) {
+  Ball t;
+  arb_log(res, z, prec);
+  arb_mul(res, res, s, prec);
+  arb_sub(res, res, z, prec);
+  arb_add_ui(t, s, 1, prec);
+  arb_hypgeom_lgamma(t, t, prec);
+  arb_sub(res, res, t, prec);
+}
 
 void LogBeta(arb_ptr res, arb_srcptr a, arb_srcptr b, slong prec) {
   double size = std::fabs(Mid(a) * std::log(Mid(a) + 1.0)) + std::fabs(Mid(b) * std::log(Mid(b) + 1.0));
@@ -99,13 +111,7 @@ void GammaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec) {
   Ball pre, t;
   {
     double size = std::fabs(ad * std::log(zd)) + zd + std::fabs(std::lgamma(ad + 1.0));
-    slong pp = PrefactorBits(wp, size);
-    arb_log(pre, z, pp);
-    arb_mul(pre, pre, a, pp);
-    arb_sub(pre, pre, z, pp);
-    arb_add_ui(t, a, 1, pp);
-    arb_hypgeom_lgamma(t, t, pp);
-    arb_sub(pre, pre, t, pp);
+    LogPoissonTerm(pre, a, z, PrefactorBits(wp, size));
     arb_exp(pre, pre, wp);
   }
   // sum_k z^k / (a+1)_k: the ratio z / (a + k + 1) after t_k falls with k.
@@ -160,6 +166,7 @@ constexpr double kLongGammaSeries = 20000.0;
 }  // namespace
 
 void GammaTail(arb_ptr res, arb_srcptr a, arb_srcptr z, bool upper, slong prec) {
+  host::CheckInterrupt();  // one evaluation at high precision can take a second
   if (arb_is_zero(z)) {
     upper ? arb_one(res) : arb_zero(res);
     return;
@@ -362,6 +369,7 @@ void BetaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_
 }
 
 void BetaTail(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, bool upper, slong prec) {
+  host::CheckInterrupt();  // one evaluation at high precision can take a second
   // Wanted: I_X(A, B).
   arb_srcptr A = upper ? b : a, B = upper ? a : b, X = upper ? y : x, Y = upper ? x : y;
   if (arb_is_zero(X)) {

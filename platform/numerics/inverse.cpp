@@ -24,6 +24,7 @@
 #include <cmath>
 #include <limits>
 
+#include "platform/host/host.h"
 #include "platform/numerics/internal.h"
 
 namespace quarn::numerics {
@@ -195,6 +196,7 @@ bool SolveTail(QuarnFloat* out, const TailProblem& pb) {
   // Phase 2: Halley at tripling precision (a stalled iteration is left to
   // phase 3 to reject).
   for (int step_count = 0; good < enough && step_count < 64 && !WorkExhausted(); ++step_count) {
+    host::CheckInterrupt();  // each step evaluates the probability at high precision
     // Aim this step at the bits from which the steps left, each tripling
     // them, just reach enough: no step carries more precision than needed.
     slong target = enough;
@@ -230,6 +232,7 @@ bool SolveTail(QuarnFloat* out, const TailProblem& pb) {
   bool ok = false, restepped = false;
   *out = floats::Compute([&](mpfr_ptr z) {
     for (int round = 0; round < 12 && !ok && ChargeWork(p); ++round) {
+      host::CheckInterrupt();
       mag_zero(arb_radref(w.get()));
       if (!Residual(h, pb, w, p, wbits)) break;
       Slope(d, pb, w, 64);

@@ -104,6 +104,7 @@ bool CorrectlyRounded(QuarnFloat* out, const BallFunction& eval, slong extra_bit
   bool unique = false;
   *out = floats::Compute([&](mpfr_ptr z) {
     for (;;) {
+      host::CheckInterrupt();  // a pass at high precision can take seconds
       if (!ChargeWork(prec)) break;
       eval(r, prec);
       if (RoundUnique(z, r)) {

@@ -319,7 +319,7 @@ HostObject entry::Cumulative(const Arguments& a) {
     if (RTableNumElements(kv, out) < n) QuarnRaiseError1(kv, "output array has insufficient number of elements: %1", out);
     if (rts.data_type != RTABLE_DAG) QuarnRaiseError1(kv, "output array has invalid data type: %1", out);
     if (rts.storage != RTABLE_RECT) QuarnRaiseError1(kv, "output array has invalid storage type: %1", out);
-    if (rts.read_only) QuarnRaiseError1(kv, "output array is read-only: %1", out);
+    quarnstats::CheckWritable(kv, rts, out);
   }
   if (n == 0) return out;
   const bool product = a.Int(4) != 0;

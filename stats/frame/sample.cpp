@@ -108,6 +108,15 @@ size_t RTableSize(QKernel kv, HostObject rt) {
   return hi >= lo ? static_cast<size_t>(hi - lo + 1) : 0;
 }
 
+int32_t SampleLength(QKernel kv, HostObject arg, const char* message) {
+  if (!IsQuarnInteger32(kv, arg) || QuarnToInteger32(kv, arg) < 0) QuarnRaiseError1(kv, message, arg);
+  return QuarnToInteger32(kv, arg);
+}
+
+void CheckWritable(QKernel kv, const RTableSettingsRecord& rts, HostObject out) {
+  if (rts.read_only) QuarnRaiseError1(kv, "output array must not be read-only, received: %1", out);
+}
+
 _SampleVector::_SampleVector(QKernel kv, HostObject rtable) : source_(rtable), kv_(kv) {
   if (!IsQuarnRTable(kv, rtable)) QuarnRaiseError1(kv, "invalid data sample, expected: rtable, received %1", rtable);
   // A sample is a vector: a table of more dimensions has no single order of
@@ -203,20 +212,13 @@ SampleArrays ReadSample(QKernel kv, const _DataSample& sample, bool ignore_missi
   return {n, points, weights};
 }
 
-HostObject CreateResultVector(QKernel kv, long n) {
+HostObject CreateResultVector(QKernel kv, long n, int data_type) {
   RTableSettingsRecord rts;
   RTableGetDefaults(kv, &rts);
   rts.num_dimensions = 1;
-  rts.data_type = RTABLE_DAG;
+  rts.data_type = data_type;
   int bounds[2] = {1, static_cast<int>(n)};
   return RTableCreate(kv, &rts, nullptr, bounds);
-}
-
-int32_t SampleSize(QKernel kv, HostObject arg) {
-  if (!IsQuarnInteger32(kv, arg) || QuarnToInteger32(kv, arg) < 0) {
-    QuarnRaiseError1(kv, "the sample size must be a non-negative integer, received: %1", arg);
-  }
-  return QuarnToInteger32(kv, arg);
 }
 
 HostObject GetOutputVector(QKernel kv, HostObject arg) {
@@ -227,10 +229,10 @@ HostObject GetOutputVector(QKernel kv, HostObject arg) {
       QuarnRaiseError1(kv, "output array must have rectangular storage, received: %1", arg);
     if (rts.data_type != RTABLE_DAG && rts.data_type != RTABLE_FLOAT64)
       QuarnRaiseError1(kv, "output array must have float[8] or sfloat data type, received: %1", arg);
-    if (rts.read_only) QuarnRaiseError1(kv, "output array must not be read-only, received: %1", arg);
+    CheckWritable(kv, rts, arg);
     return arg;
   }
-  return CreateResultVector(kv, SampleSize(kv, arg));
+  return CreateResultVector(kv, SampleLength(kv, arg));
 }
 
 void FillOutputVector(QKernel kv, HostObject out, const std::function<QuarnFloat()>& next) {

@@ -80,15 +80,12 @@ struct SampleArrays {
 };
 SampleArrays ReadSample(QKernel kv, const _DataSample& sample, bool ignore_missing, bool copy = false);
 
-// A new general-type rtable 1..n without initial data.
-HostObject CreateResultVector(QKernel kv, long n);
-// The length of a random sample given by the host: a non-negative integer
-// of 32 bits; raises "the sample size must be a non-negative integer,
-// received: %1" for anything else.
-int32_t SampleSize(QKernel kv, HostObject arg);
+// A new general-type rtable 1..n without initial data (of another data
+// type when one is given).
+HostObject CreateResultVector(QKernel kv, long n, int data_type = RTABLE_DAG);
 // An rtable to assign floats into: the argument itself when it is a
 // writable rectangular rtable of general or float[8] data type, or a new
-// general one of the size it gives.
+// general one of the size it gives (checked by SampleLength).
 HostObject GetOutputVector(QKernel kv, HostObject arg);
 // Assigns next() to every element of an rtable from GetOutputVector, in
 // storage order; a float[8] array receives the floats rounded to doubles.
@@ -96,6 +93,15 @@ void FillOutputVector(QKernel kv, HostObject out, const std::function<QuarnFloat
 
 // Number of elements of an rtable's first dimension.
 size_t RTableSize(QKernel kv, HostObject rt);
+
+// A length given by the host (a sample size, a number of replicates): a
+// non-negative integer of 32 bits; raises the message (by default "the
+// sample size must be a non-negative integer, received: %1") with the
+// argument for anything else.
+int32_t SampleLength(QKernel kv, HostObject arg,
+                     const char* message = "the sample size must be a non-negative integer, received: %1");
+// Refuses an output rtable that the caller has made read-only.
+void CheckWritable(QKernel kv, const RTableSettingsRecord& rts, HostObject out);
 
 }  // namespace quarnstats
 

@@ -247,10 +247,9 @@ HostObject entry::KernelDensitySample(const Arguments& a) {
   _DataSample grid(kv, a[1]);
   const QuarnFloat left = a.Float(2), right = a.Float(3);
   const HostObject length = a[4];
-  const int32_t n = QuarnToInteger32(kv, length);
   const long m = static_cast<long>(grid.Size());
   if (m < 2) QuarnRaiseError1(kv, "expected at least two grid values, received: %1", a[1]);
-  if (n < 0) QuarnRaiseError1(kv, "the sample size must be a non-negative integer, received: %1", length);
+  const int32_t n = SampleLength(kv, length);
   const QuarnFloat* D = grid.Points();
   const QuarnFloat h = (right - left) / QuarnFloat(m - 1);
   HostObject table = CreateResultVector(kv, m + 1);

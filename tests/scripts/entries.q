@@ -17,5 +17,7 @@ map2 := (f, x) -> f(x):
 map2(QuarnEvaluateToFloat, Vector([1/5]));
 # a quoted name reaches the entry as the name, not its value
 QuarnEvaluateToFloat('v');
-# names that are no entry stay unevaluated calls
+# a call meant for the library that it does not export is an error (help.q
+# has the suggestions); other unassigned names stay unevaluated calls
 QuarnNoSuchEntry(1, 2);
+nosuchfunction(1, 2);

@@ -6,6 +6,12 @@ QuarnNormalRandomSample(-3, 0, 1);
 QuarnBetaRandomSample(2.5, 2, 3);
 QuarnUniformRandomSample(-2^31, 2, 4);
 QuarnCauchyRandomSample(0, 0, 1);
+# The same check in the other sampling entries (with their own messages).
+QuarnAliasUrnSample(-1, Vector([1, 2]));
+QuarnBootstrapSample(Vector([1, 2]), -1, 2, Vector([]));
+QuarnBootstrapStatistic(Vector([1, 2]), Vector([]), v -> v[1], 2, 1.5);
+QuarnKernelDensitySample(Vector([1, 2, 1]), 0, 1, 2.5);
+QuarnPoissonRandomSample(-1, 2);
 # Two-dimensional and sparse samples are converted whole, in any order.
 QuarnEvaluateToFloat(Matrix([[1, 2, 3], [4, 5, 6]]));
 QuarnEvaluateToFloat(Array(0..1, 2..3, [[1, 2], [3, 4]], order = C_order));
@@ -30,6 +36,7 @@ QuarnErrorRandomSample(2, 1, 1, 0);
 QuarnBrentMethod(2, x -> QuarnNormalProbability(x, 0, 1), 0, 1, 1, 100);
 # Output arrays: read-only refused (and left alone), float[8] filled.
 R := Vector(3, readonly = true): QuarnNormalRandomSample(R, 0, 1);
+QuarnRandomSample(R, NULL, [[0, [24, [0, 1]]]], false);
 R;
 randomize(1): D := Vector(2, datatype = float[8]): QuarnNormalRandomSample(D, 0, 1): evalb(D[1] <> 0 and D[2] <> 0);
 QuarnNormalRandomSample(Vector(2, datatype = float[4]), 0, 1);
@@ -43,9 +50,12 @@ QuarnGammaDeviate(0.5, 1, 2e6);
 QuarnChiSquareDeviate(2, 3);
 QuarnFRatioProbability(1, -2, 3);
 # A signed overflow in the deviate solver: with 2^64 numerator degrees of
-# freedom the F deviate is the limit 5 / (the chi-square(5) deviate at 0.7),
-# 0.8244797966 to ten digits (mpmath).
+# freedom the F deviate is the limit 5 / (the chi-square(5) deviate at 0.7).
 QuarnFRatioDeviate(0.3, 2^64, 5);
+# Degrees of freedom and shapes of 1e15 (from big data) took minutes; the
+# references are from tools/gen_fault_refs.py.
+QuarnChiSquareProbability(1e15, 1e15);
+QuarnGammaProbability(1e15, 1, 1e15);
 # Parameters beyond the methods' range are refused at once.
 QuarnStudentTProbability(1.5, 1e400000);
 Digits := 500: QuarnStudentTDeviate(0.999, 10^1000); Digits := 10:

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs every NAME.q in this folder with the quarn binary given as $1 and
 # compares what it prints (standard output and standard error together) with
-# NAME.out. A script may end with an error status (1) when its expected
+# NAME.out. Scripts run in a scratch folder holding a copy of data/, so that
+# the files they read are data/... and the files they write go nowhere else. A script may end with an error status (1) when its expected
 # output shows the error; a crash, a timeout or a misuse status fails it.
 # Prints a closing line "N passed, M failed"; exits nonzero on any failure.
 set -u
@@ -10,6 +11,8 @@ case $quarn in /*) ;; *) quarn=$PWD/$quarn ;; esac
 dir=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+mkdir "$work/run"
+cp -r "$dir/data" "$work/run/"
 
 passed=0
 failed=0
@@ -23,7 +26,7 @@ for script in "$dir"/*.q; do
     failed=$((failed + 1))
     continue
   fi
-  (cd "$dir" && timeout 600 "$quarn" "$script" >"$actual" 2>&1)
+  (cd "$work/run" && timeout 600 "$quarn" "$script" >"$actual" 2>&1)
   status=$?
   if [ "$status" -gt 1 ]; then
     echo "FAIL $name: quarn exited with status $status"

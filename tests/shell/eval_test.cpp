@@ -8,6 +8,7 @@
 
 #include "platform/host/host.h"
 #include "shell/eval.h"
+#include "shell/library.h"
 #include "shell/output.h"
 #include "shell/session.h"
 
@@ -64,6 +65,17 @@ TEST(Eval, InterruptStopsLoopsAndIsNotCaught) {
   RequestInterrupt();
   Lines out = RunSource("try for i do od catch: \"caught\" end try; \"next statement runs\"; unassign('i');");
   EXPECT_EQ(out, (Lines{"Error, interrupted", "\"next statement runs\""}));
+}
+
+// An interrupt that comes inside an entry, here in the conversion of an
+// argument that the entry runs under its error trap, must leave as an
+// interrupt: not as the entry's "unable to evaluate" message.
+TEST(Eval, InterruptPassesTheEntriesTraps) {
+  std::string why;
+  ASSERT_TRUE(LoadLibrary(DefaultLibraryPath(), &why)) << why;
+  RequestInterrupt();
+  Lines out = RunSource("QuarnNormalDeviate(3/10, 0, 1); QuarnNormalDeviate(1/2, 0, 1);");
+  EXPECT_EQ(out, (Lines{"Error, interrupted", "0."}));
 }
 
 TEST(Eval, EqualityOfNumbersIsByValue) {

@@ -21,7 +21,7 @@ std::string Show(const Expr& e) {
     return s + close;
   };
   // The binary kinds, Add to Range in the order of their declaration.
-  static const char* const binary[] = {"+", "-", "*", "/", "^", "and", "or", "=", "<>", "<", "<=", ">", ">=", ".."};
+  static const char* const binary[] = {"+", "-", "*", "/", "^", ".", "and", "or", "=", "<>", "<", "<=", ">", ">=", ".."};
   if (e.kind >= ExprKind::Add && e.kind <= ExprKind::Range) return bin(binary[int(e.kind) - int(ExprKind::Add)]);
   switch (e.kind) {
     case ExprKind::Integer: case ExprKind::Float: case ExprKind::Name: return e.text;
@@ -70,6 +70,7 @@ TEST(Parser, OperatorsBindAsDocumented) {
       {"(1);", "1"},                       {"%;", "%"},                      {"1..5;", "(1 .. 5)"},
       {"1.5..2.;", "(1.5 .. 2.)"},         {".5e-3 + 1E10 + 2.;", "((.5e-3 + 1E10) + 2.)"},
       {"x -> x^2;", "proc(x)"},            {"(x, t) -> x + t;", "proc(x, t)"}, {"() -> 1;", "proc()"},
+      {"a + b . c * d;", "(a + ((b . c) * d))"}, {"A.B.x;", "((A . B) . x)"}, {"1.5.v;", "(1.5 . v)"},
   };
   for (const auto& [source, shape] : shapes) EXPECT_EQ(ParseOne(source), shape) << source;
 }
@@ -142,6 +143,7 @@ TEST(Parser, MalformedInputGivesClearErrors) {
       {"1 + 2 := 3;", "only names and indexed names", false},
       {"(1, 2) -> 3;", "parameters before `->` must be names", false},
       {"a $ b;", "unexpected `$`", false},
+      {"read;", "`read` needs a file name", false},
       {"\"abc", "unterminated string", true},
       {"if x then 1", "unexpected end of input", true},
       {"proc(x) x", "unexpected end of input", true},

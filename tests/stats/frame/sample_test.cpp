@@ -228,7 +228,7 @@ TEST(OutputVector, MadeFromACountOrCheckedWhenGiven) {
     EXPECT_EQ(ErrorOf([&] { GetOutputVector(kv(), bad); }),
               host::FormatMessage("the sample size must be a non-negative integer, received: %1", bad));
   }
-  EXPECT_EQ(SampleSize(kv(), host::MakeInteger(0)), 0);
+  EXPECT_EQ(SampleLength(kv(), host::MakeInteger(0)), 0);
 }
 
 TEST(DataSample, CopiesSurviveCollectionsWhileInUse) {

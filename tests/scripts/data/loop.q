@@ -1,0 +1,1 @@
+read "data/loop.q";
