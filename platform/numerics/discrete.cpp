@@ -227,8 +227,12 @@ constexpr double kMaxVariance = 1e9;
 bool CheckVariance(NagError* fail, double variance) {
   if (variance <= kMaxVariance) return true;
   char text[160];
-  std::snprintf(text, sizeof text, "the variance of the distribution must be at most 1e9, received variance = %.6g.",
-                variance);
+  if (std::isfinite(variance)) {
+    std::snprintf(text, sizeof text, "the variance of the distribution must be at most 1e9, received variance = %.6g.",
+                  variance);
+  } else {
+    std::snprintf(text, sizeof text, "the variance of the distribution must be at most 1e9, received one beyond 1e308.");
+  }
   Fail(fail, NE_VARIANCE_TOO_LARGE, text);
   return false;
 }

@@ -28,14 +28,18 @@ using _HypergeometricProbabilityAdapter = ProbabilityAdapter<&STATS_Hypergeometr
 using _NegativeBinomialProbabilityAdapter = ProbabilityAdapter<&STATS_NegativeBinomialProbability_MP, long, QuarnFloat>;
 using _PoissonProbabilityAdapter = ProbabilityAdapter<&STATS_PoissonProbability_MP, QuarnFloat>;
 
-// P(X <= k) of a discrete routine, whose other two outputs are dropped.
+// P(X <= k) of a discrete routine, whose other two outputs are dropped;
+// its messages in the entry's names (renames).
 template <class Routine>
-QuarnFloat LowerTail(QKernel kv, Routine&& routine) {
-  return CallRoutine(kv, [&](NagError* e) {
-    QuarnFloat lower = 0.0, upper = 0.0, equal = 0.0;
-    routine(&lower, &upper, &equal, e);
-    return lower;
-  });
+QuarnFloat LowerTail(QKernel kv, Routine&& routine, std::initializer_list<ArgumentName> renames) {
+  return CallRoutine(
+      kv,
+      [&](NagError* e) {
+        QuarnFloat lower = 0.0, upper = 0.0, equal = 0.0;
+        routine(&lower, &upper, &equal, e);
+        return lower;
+      },
+      renames);
 }
 
 }  // namespace
@@ -58,7 +62,8 @@ QuarnFloat STATS_BernoulliRandomVariate_MP(QKernel kv, QuarnFloat p) { return Un
 // n trials of success probability p.
 QuarnFloat STATS_BinomialProbability_MP(QKernel kv, QuarnFloat x, long n, QuarnFloat p) {
   const long k = FloatToInt(floor(x));
-  return LowerTail(kv, [&](QuarnFloat* l, QuarnFloat* g, QuarnFloat* e, NagError* f) { QuarnMP_g01bjc(n, p, k, l, g, e, f); });
+  return LowerTail(kv, [&](QuarnFloat* l, QuarnFloat* g, QuarnFloat* e, NagError* f) { QuarnMP_g01bjc(n, p, k, l, g, e, f); },
+                   {{"p", "p"}, {"k", "x"}});
 }
 
 long STATS_BinomialDeviate_MP(QKernel kv, QuarnFloat u, long n, QuarnFloat p) {
@@ -97,26 +102,45 @@ long STATS_DiscreteUniformDeviate_MP(QKernel kv, QuarnFloat u, long a, long b) {
 
 // ---------------------------------------------------------------- geometric
 
+namespace {
+
+// The formulas hold for a success probability in (0, 1); at p = 0 no
+// success ever comes (the deviate is infinite).
+void CheckSuccessProbability(QKernel kv, const QuarnFloat& p) {
+  if (!(p > 0.0 && p < 1.0)) QuarnRaiseError1(kv, "p must be in (0, 1), received: %1", FloatToHost(p));
+}
+
+}  // namespace
+
 // Failures before the first success of probability p: P(X <= x) =
 // 1 - (1 - p)^(floor(x) + 1).
 QuarnFloat STATS_GeometricProbability_MP(QKernel kv, QuarnFloat x, QuarnFloat p) {
+  CheckSuccessProbability(kv, p);
   if (x < 0) return 0.0;
   return 1.0 - pow(1.0 - p, floor(x) + 1.0);
 }
 
+// ceil(log(1 - u) / log(1 - p)) - 1, with the logarithms as log1p (a small
+// p would make log(1 - p) 0); a deviate beyond the range of long (u = 1, or
+// p far below 1e-18) is refused rather than cut to it.
 long STATS_GeometricDeviate_MP(QKernel kv, QuarnFloat u, QuarnFloat p) {
+  CheckSuccessProbability(kv, p);
   if (u == 0) return 0;
-  return FloatToInt(ceil(log(1.0 - u) / log(1.0 - p))) - 1;
+  const QuarnFloat k = ceil(log1p(-u) / log1p(-p)) - 1.0;
+  if (!(fabs(k) < 9e18)) QuarnRaiseError1(kv, "the deviate at %1 is beyond the integers of 64 bits", FloatToHost(u));
+  return FloatToInt(k);
 }
 
-// floor(-E / log(1 - p)) for standard exponential variates E.
+// floor(-E / log(1 - p)) for standard exponential variates E (log1p as in
+// the deviate).
 HostObject STATS_QuarnGeometricRandomSample_MP(QKernel kv, HostObject args) {
   CheckCount(kv, args, 2, "QuarnGeometricRandomSample");
   const int32_t n = SampleLength(kv, QuarnExpseqSelect(kv, args, 1));
   const QuarnFloat p = quarnstats::FloatArg(kv, args, 2);
   HostObject result = quarnstats::CreateResultVector(kv, n);
   if (n == 0) return result;
-  const QuarnFloat c = log(1.0 - p);
+  CheckSuccessProbability(kv, p);
+  const QuarnFloat c = log1p(-p);
   auto* block = static_cast<QuarnFloat*>(RTableDataBlock(kv, result));
   for (int32_t k = 0; k < n; ++k) {
     block[k] = floor((-STATS_ExponentialRandomVariate_MP(kv, QuarnFloat(1.0))) / c);
@@ -133,7 +157,8 @@ QuarnFloat STATS_HypergeometricProbability_MP(QKernel kv, QuarnFloat x, long N, 
   if (x > L) return 1.0;
   if (x > M) return 1.0;
   const long k = FloatToInt(floor(x));
-  return LowerTail(kv, [&](QuarnFloat* l, QuarnFloat* g, QuarnFloat* e, NagError* f) { QuarnMP_g01blc(N, L, M, k, l, g, e, f); });
+  return LowerTail(kv, [&](QuarnFloat* l, QuarnFloat* g, QuarnFloat* e, NagError* f) { QuarnMP_g01blc(N, L, M, k, l, g, e, f); },
+                   {{"n", "N"}, {"l", "L"}, {"m", "M"}, {"k", "x"}});
 }
 
 long STATS_HypergeometricDeviate_MP(QKernel kv, QuarnFloat u, long N, long L, long M) {
@@ -160,7 +185,8 @@ long STATS_NegativeBinomialDeviate_MP(QKernel kv, QuarnFloat u, long r, QuarnFlo
 // Mean lambda; x is truncated toward zero.
 QuarnFloat STATS_PoissonProbability_MP(QKernel kv, QuarnFloat x, QuarnFloat lambda) {
   const long k = FloatToInt(x);
-  return LowerTail(kv, [&](QuarnFloat* l, QuarnFloat* g, QuarnFloat* e, NagError* f) { QuarnMP_g01bkc(lambda, k, l, g, e, f); });
+  return LowerTail(kv, [&](QuarnFloat* l, QuarnFloat* g, QuarnFloat* e, NagError* f) { QuarnMP_g01bkc(lambda, k, l, g, e, f); },
+                   {{"rlamda", "lambda"}, {"k", "x"}});
 }
 
 // The search starts at floor(lambda), or 1 below a mean of 1.

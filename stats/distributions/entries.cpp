@@ -8,6 +8,7 @@
 // parameters from a float by truncation), call the computing function and
 // hand back its float, or its integer as a host integer.
 #include <array>
+#include <cctype>
 #include <cstring>
 #include <string>
 #include <tuple>
@@ -156,24 +157,40 @@ QuarnFloat HostPi(QKernel kv) { return HostToFloat(ToQuarnName(kv, "Pi", 1)); }
 
 std::string EntryMessage(const char* message, std::initializer_list<ArgumentName> renames) {
   static constexpr ArgumentName kCommon[] = {{"g", "x"},  {"f", "x"},    {"t", "x"},    {"p", "u"},
-                                             {"df", "nu"}, {"df1", "nu1"}, {"df2", "nu2"}};
+                                             {"df", "nu"}, {"df1", "nu1"}, {"df2", "nu2"},
+                                             {"max_iter", "_EnvStatisticsIterations"}};
   std::string text = message;
-  // "QuarnMP_g01fcc could not determine ..." -> "could not determine ..."
-  if (text.rfind("QuarnMP_", 0) == 0 && text.find(' ') != std::string::npos) text.erase(0, text.find(' ') + 1);
-  // "<name> must be <range>, received <name> = <value>."
-  auto rename = [&](const ArgumentName& n) {
-    const std::string from = n.routine, to = n.entry;
-    if (text.rfind(from + " must be ", 0) != 0) return false;
-    text.replace(0, from.size(), to);
-    const size_t at = text.find(", received " + from + " = ");
-    if (at != std::string::npos) text.replace(at + 11, from.size(), to);
-    return true;
+  // "QuarnMP_g01fcc could not determine ..." -> "the computation could not determine ..."
+  if (text.rfind("QuarnMP_", 0) == 0 && text.find(' ') != std::string::npos) {
+    text.replace(0, text.find(' '), "the computation");
+  }
+  // Argument checks ("<name> must be <range>, received <name> = <value>.",
+  // "l must be at most n, received l = 12, n = 10.") and the iteration
+  // limit ("more than max_iter = 20"): every word that is the routine's name
+  // of an argument becomes the entry's.
+  if (text.find(" must ") == std::string::npos && text.find(" max_iter = ") == std::string::npos) return text;
+  auto entry_name = [&](const std::string& word) -> const char* {
+    for (const ArgumentName& n : renames)
+      if (word == n.routine) return n.entry;
+    for (const ArgumentName& n : kCommon)
+      if (word == n.routine) return n.entry;
+    return nullptr;
   };
-  for (const ArgumentName& n : renames)
-    if (rename(n)) return text;
-  for (const ArgumentName& n : kCommon)
-    if (rename(n)) return text;
-  return text;
+  auto word_char = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; };
+  std::string out;
+  for (size_t i = 0; i < text.size();) {
+    if (!word_char(text[i])) {
+      out += text[i++];
+      continue;
+    }
+    size_t j = i;
+    while (j < text.size() && word_char(text[j])) ++j;
+    const std::string word = text.substr(i, j - i);
+    const char* to = std::isdigit(static_cast<unsigned char>(word[0])) ? nullptr : entry_name(word);
+    out += to != nullptr ? to : word;
+    i = j;
+  }
+  return out;
 }
 
 }  // namespace quarnstats::dist

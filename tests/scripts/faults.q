@@ -49,6 +49,14 @@ QuarnGammaProbability(-1, 1, 2);
 QuarnGammaDeviate(0.5, 1, 2e6);
 QuarnChiSquareDeviate(2, 3);
 QuarnFRatioProbability(1, -2, 3);
+QuarnBinomialProbability(3, 10, 1.5);
+QuarnHypergeometricProbability(1, 10, 12, 2);
+QuarnPoissonProbability(0, 1e400000);
+_EnvStatisticsIterations := 20: QuarnNonCentralChiSquareProbability(1, 1, 500);
+_EnvStatisticsIterations := '_EnvStatisticsIterations':
+# A geometric deviate with p = 0 overflowed a long; tiny p made log(1 - p) 0.
+QuarnGeometricDeviate(0.336336, 0.);
+QuarnGeometricDeviate(0.5, 1e-400000);
 # A signed overflow in the deviate solver: with 2^64 numerator degrees of
 # freedom the F deviate is the limit 5 / (the chi-square(5) deviate at 0.7).
 QuarnFRatioDeviate(0.3, 2^64, 5);
