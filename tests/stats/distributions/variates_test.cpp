@@ -2,12 +2,14 @@
 // family: the ziggurats (table rebuilding, precision, tails, symmetry), the
 // identities between variates drawn from the same generator state, gamma
 // and beta shapes below one, the normal sample's output vector, and the
-// Error distribution's deviate.
+// Error distribution's deviate; and the routines' messages in the entries'
+// names.
 #include <gtest/gtest.h>
 #include <mpfr.h>
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -299,4 +301,32 @@ TEST(ErrorDeviate, InvertsTheHostsDistributionFunction) {
             "QuarnErrorDeviate expects a procedure as its second parameter, received: 1.");
   EXPECT_EQ(ErrorOf([&] { at(0.5, 0, F, host::Name("g")); }),
             "QuarnErrorDeviate expects a procedure as its third parameter, received: g");
+}
+
+// A routine's failure as the entry's user reads it: argument names in the
+// entry's terms (the common ones and the entry's own), no routine name.
+TEST(EntryMessages, NameTheEntrysArguments) {
+  struct Case {
+    const char* routine_text;
+    std::initializer_list<ArgumentName> renames;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"g must be non-negative, received g = -1.", {}, "x must be non-negative, received x = -1."},
+      {"p must be in [0, 1), received p = 2.", {}, "u must be in [0, 1), received u = 2."},
+      {"p must be in (0, 1), received p = 1.5.", {{"p", "p"}}, "p must be in (0, 1), received p = 1.5."},
+      {"a must be at most 1e18, received a = 2.e18.", {{"a", "c"}}, "c must be at most 1e18, received c = 2.e18."},
+      {"l must be at most n, received l = 12, n = 10.", {{"n", "N"}, {"l", "L"}},
+       "L must be at most N, received L = 12, N = 10."},
+      {"df and lambda must not both be 0, received df = 0, lambda = 0.", {},
+       "nu and lambda must not both be 0, received nu = 0, lambda = 0."},
+      {"df must be at most 1e300, received df = 1.e301.", {}, "nu must be at most 1e300, received nu = 1.e301."},
+      {"QuarnMP_g01fbc could not determine its result to the working precision (Digits = 50).", {},
+       "the computation could not determine its result to the working precision (Digits = 50)."},
+      {"QuarnMP_g01gcc needs 84 terms on a side of its Poisson sum at Digits = 10, more than max_iter = 3; raise it.",
+       {}, "the computation needs 84 terms on a side of its Poisson sum at Digits = 10, more than "
+           "_EnvStatisticsIterations = 3; raise it."},
+      {"Parameter B is 0.5, a disallowed value.", {{"a", "c"}}, "Parameter B is 0.5, a disallowed value."},
+  };
+  for (const Case& c : cases) EXPECT_EQ(EntryMessage(c.routine_text, c.renames), c.expected) << c.routine_text;
 }
