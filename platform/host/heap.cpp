@@ -2,6 +2,7 @@
 // counted root set behind QuarnGcProtect, and host start-up.
 #include <gc/gc.h>
 #include <gc/gc_allocator.h>
+#include <unistd.h>
 
 #include <cassert>
 #include <unordered_map>
@@ -77,6 +78,14 @@ void Initialize() {
   // Start with a few MB so that short-lived floats are reclaimed in batches
   // rather than by a collection every few thousand allocations.
   GC_expand_hp(8 << 20);
+  // The heap grows to half the machine's memory at most: beyond it a request
+  // (a sample of 2^31 floats) is refused with "out of memory" instead of
+  // driving the machine into its out-of-memory killer.
+  const long pages = sysconf(_SC_PHYS_PAGES), page_size = sysconf(_SC_PAGESIZE);
+  if (pages > 0 && page_size > 0) GC_set_max_heap_size(static_cast<GC_word>(pages) * static_cast<GC_word>(page_size) / 2);
+  // The refusal is the host's error; the collector's own warnings about it
+  // (and about large blocks) would only repeat it on standard error.
+  GC_set_warn_proc(GC_ignore_warn_proc);
   InitNames();
   InitRandom();
   InitEvalf();

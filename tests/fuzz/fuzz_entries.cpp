@@ -633,8 +633,12 @@ int main(int argc, char** argv) {
     }
     std::vector<std::string> sources;
     for (int i = 1; i <= n; ++i) sources.push_back(g.Source(KindFor(g, e, i)));
-    // A sample of a billion variates measures nothing but the allocator.
-    if (!sources.empty() && EndsWith(e.name, "RandomSample") && IsHugeCount(sources[0])) sources[0] = "5";
+    // A sample of a billion variates measures nothing but the allocator (and
+    // a sample's other numbers may be lengths or replicate counts too).
+    if (e.name.find("Sample") != std::string::npos || e.name.find("Bootstrap") != std::string::npos) {
+      for (std::string& s : sources)
+        if (IsHugeCount(s)) s = "5";
+    }
     const int digits = g.Digits(opt.max_digits);
     std::string env;
     if (g.Chance(0.04)) {
