@@ -86,12 +86,23 @@ QuarnFloat STATS_BinomialRandomVariate_MP(QKernel kv, long n, QuarnFloat p) {
 
 // --------------------------------------------------------- discrete uniform
 
+namespace {
+
+// The number of integers lo..hi (hi >= lo), exact as an unsigned integer up
+// to 2^64 - 1 (the difference of two longs need not be a long).
+QuarnFloat IntegersFromTo(long lo, long hi) {
+  const unsigned long d = static_cast<unsigned long>(hi) - static_cast<unsigned long>(lo);
+  return d == ~0UL ? QuarnFloat(d) + 1.0 : QuarnFloat(d + 1);
+}
+
+}  // namespace
+
 // The integers a..b, each with probability 1 / (b - a + 1).
 QuarnFloat STATS_DiscreteUniformProbability_MP(QKernel kv, QuarnFloat x, long a, long b) {
   const long k = FloatToInt(floor(x));
   if (k < a) return 0.0;
   if (k > b) return 1.0;
-  return QuarnFloat(k - a + 1) / QuarnFloat(b - a + 1);
+  return IntegersFromTo(a, k) / IntegersFromTo(a, b);
 }
 
 long STATS_DiscreteUniformDeviate_MP(QKernel kv, QuarnFloat u, long a, long b) {

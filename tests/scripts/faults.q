@@ -57,6 +57,9 @@ _EnvStatisticsIterations := '_EnvStatisticsIterations':
 # A geometric deviate with p = 0 overflowed a long; tiny p made log(1 - p) 0.
 QuarnGeometricDeviate(0.336336, 0.);
 QuarnGeometricDeviate(0.5, 1e-400000);
+# The width of a discrete uniform law overflowed a long (2^64 becomes the
+# largest long, so the value is 17 / (2^63 + 20)).
+Digits := 30: QuarnDiscreteUniformProbability(-3.5, -20, 2^64); Digits := 10:
 # A signed overflow in the deviate solver: with 2^64 numerator degrees of
 # freedom the F deviate is the limit 5 / (the chi-square(5) deviate at 0.7).
 QuarnFRatioDeviate(0.3, 2^64, 5);
