@@ -9,6 +9,7 @@
 
 #include <climits>
 #include <cstdlib>
+#include <new>
 #include <unordered_map>
 
 #include "shell/eval.h"
@@ -62,6 +63,10 @@ HostObject RunEntry(QKernel kv, HostObject data, HostObject args) {
   } catch (const host::Error& err) {
     host::SetDigits(digits);
     throw EntryError(e.name, err.message());
+  } catch (const std::bad_alloc&) {
+    // Memory from new (a container of the entry) beyond the heap's limit.
+    host::SetDigits(digits);
+    throw EntryError(e.name, "out of memory");
   }
 }
 
