@@ -32,7 +32,10 @@ int main() {
 }
 CPP
 flags=$(PKG_CONFIG_PATH=$root/lib/pkgconfig pkg-config --cflags --libs quarnstats)
-if c++ -std=c++20 "$work/use.cpp" $flags -o "$work/use" 2>"$work/cc.log"; then
+# The AddressSanitizer build's libraries need its runtime first in the program.
+sanitize=""
+grep -q '^QUARN_ASAN:BOOL=ON' "$build/CMakeCache.txt" 2>/dev/null && sanitize="-fsanitize=address,undefined"
+if c++ -std=c++20 $sanitize "$work/use.cpp" $flags -o "$work/use" 2>"$work/cc.log"; then
   check "pkg-config program" "5.348120627" "$(LD_LIBRARY_PATH=$root/lib "$work/use" 2>&1)"
 else
   check "pkg-config program compiles" "" "$(head -5 "$work/cc.log")"

@@ -256,6 +256,7 @@ enum class Bound {
   kPositive,
   kNonNegative,
   kShape,
+  kNonNegativeShape,  // [0, shape_max]: a non-central law's degrees of freedom
   kAtMostMillion,
   kUnitClosed,
   kUnitOpen,

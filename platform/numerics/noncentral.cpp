@@ -628,7 +628,7 @@ void Half(arb_ptr res, const QuarnFloat& v) {
 QuarnFloat QuarnMP_g01gcc(QuarnFloat x, QuarnFloat df, QuarnFloat lambda, QuarnFloat tol, long max_iter,
                           NagError* fail) {
   if (auto early = Screen(fail, Tails::kNone, Nag_LowerTail,
-                          {{"x", x, Bound::kNonNegative}, {"df", df, Bound::kNonNegative},
+                          {{"x", x, Bound::kNonNegative}, {"df", df, Bound::kNonNegativeShape, 2 * kGammaShapeMax},
                            {"lambda", lambda, Bound::kNonNegative}, {"tol", tol, Bound::kAny}})) {
     return *early;
   }
@@ -762,7 +762,7 @@ QuarnFloat QuarnMP_g01gdc(QuarnFloat f, QuarnFloat df1, QuarnFloat df2, QuarnFlo
 QuarnFloat QuarnMP_g01gbc(QuarnFloat t, QuarnFloat df, QuarnFloat delta, QuarnFloat tol, long max_iter,
                           NagError* fail) {
   if (auto early = Screen(fail, Tails::kNone, Nag_LowerTail,
-                          {{"t", t, Bound::kAny}, {"df", df, Bound::kPositive}, {"delta", delta, Bound::kAny},
+                          {{"t", t, Bound::kAny}, {"df", df, Bound::kShape}, {"delta", delta, Bound::kAny},
                            {"tol", tol, Bound::kAny}})) {
     return *early;
   }

@@ -50,6 +50,23 @@
 #include "platform/numerics/mp_errors.h"
 #include "platform/numerics/nag.h"
 
+namespace quarn::numerics {
+
+// While one is alive (the outermost counts), the routines called share one
+// CPU-time limit from its start instead of each having its own: an entry
+// that calls them many times (a deviate by root finding, a variate by
+// inversion) then ends within about the time of one call, failing with the
+// work-limit message where it would have taken longer.
+class SharedWorkLimit {
+ public:
+  SharedWorkLimit();
+  ~SharedWorkLimit();
+  SharedWorkLimit(const SharedWorkLimit&) = delete;
+  SharedWorkLimit& operator=(const SharedWorkLimit&) = delete;
+};
+
+}  // namespace quarn::numerics
+
 // ----------------------------------------------------------- probabilities
 
 // Standard normal: Phi(x) and the other tails. Fails only on an invalid tail.
@@ -110,11 +127,13 @@ void QuarnMP_g01blc(long n, long l, long m, long k, QuarnFloat* plek, QuarnFloat
 // each side of the largest term: when the working precision needs more, the
 // routine fails with NE_TOO_MANY_ITER and says how many it needs.
 
-// Non-central t with df > 0 degrees of freedom and non-centrality delta.
+// Non-central t with 1e-300 <= df <= 1e300 degrees of freedom and
+// non-centrality delta.
 QuarnFloat QuarnMP_g01gbc(QuarnFloat t, QuarnFloat df, QuarnFloat delta, QuarnFloat tol, long max_iter,
                           NagError* fail);
 
-// Non-central chi-square, x >= 0, df >= 0, lambda >= 0, not both 0.
+// Non-central chi-square, x >= 0, 0 <= df <= 2e18 (as the central one),
+// lambda >= 0, not both 0.
 QuarnFloat QuarnMP_g01gcc(QuarnFloat x, QuarnFloat df, QuarnFloat lambda, QuarnFloat tol, long max_iter,
                           NagError* fail);
 

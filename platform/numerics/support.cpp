@@ -8,6 +8,7 @@
 
 #include "platform/host/host.h"
 #include "platform/numerics/internal.h"
+#include "platform/numerics/numerics.h"
 
 namespace quarn::numerics {
 
@@ -18,6 +19,7 @@ namespace {
 long g_work_left = kWorkLimit;
 double g_started = 0.0;  // CPU seconds of this thread when the call began
 long g_charges = 0;
+int g_shared_depth = 0;  // SharedWorkLimit objects alive
 
 double ThreadSeconds() {
   timespec t;
@@ -29,9 +31,15 @@ double ThreadSeconds() {
 
 void ResetWork() {
   g_work_left = kWorkLimit;
-  g_started = ThreadSeconds();
+  if (g_shared_depth == 0) g_started = ThreadSeconds();
   g_charges = 0;
 }
+
+SharedWorkLimit::SharedWorkLimit() {
+  if (g_shared_depth++ == 0) g_started = ThreadSeconds();
+}
+
+SharedWorkLimit::~SharedWorkLimit() { --g_shared_depth; }
 
 bool ChargeWork(slong prec, long steps) {
   const long limbs = static_cast<long>(std::max<slong>(prec, 0) / 64 + 1);
@@ -193,6 +201,7 @@ BoundInfo Describe(Bound bound) {
     case Bound::kPositive: return {"positive", NE_REAL_ARG_LE, NE_REAL_ARG_LE};
     case Bound::kNonNegative: return {"non-negative", NE_REAL_ARG_LT, NE_REAL_ARG_LT};
     case Bound::kShape: return {"positive", NE_REAL_ARG_LE, NE_REAL_ARG_GT};
+    case Bound::kNonNegativeShape: return {"non-negative", NE_REAL_ARG_LT, NE_REAL_ARG_GT};
     case Bound::kAtMostMillion: return {"positive and at most 1e6", NE_REAL_ARG_LE, NE_REAL_ARG_GT};
     case Bound::kUnitClosed: return {"in [0, 1]", NE_REAL_ARG_LT, NE_REAL_ARG_GT};
     case Bound::kUnitOpen: return {"in (0, 1)", NE_REAL_ARG_LE, NE_REAL_ARG_GE};
@@ -209,6 +218,7 @@ int Position(const QuarnFloat& x, Bound bound, double shape_max) {
     case Bound::kPositive: return x > 0 ? 0 : -1;
     case Bound::kNonNegative: return x >= 0 ? 0 : -1;
     case Bound::kShape: return x <= 0 ? -1 : (x < kShapeMin ? -2 : (x > shape_max ? 1 : 0));
+    case Bound::kNonNegativeShape: return x < 0 ? -1 : (x > shape_max ? 1 : 0);
     case Bound::kAtMostMillion: return x <= 0 ? -1 : (x < kShapeMin ? -2 : (x > 1000000 ? 1 : 0));
     case Bound::kUnitClosed: return x < 0 ? -1 : (x > 1 ? 1 : 0);
     case Bound::kUnitOpen: return x <= 0 ? -1 : (x >= 1 ? 1 : 0);
@@ -229,7 +239,7 @@ bool CheckArg(NagError* fail, const Arg& arg) {
   std::string text = at_most;
   if (text.find("e+") != std::string::npos) text.erase(text.find("e+") + 1, 1);  // 1e300, not 1e+300
   std::snprintf(at_most, sizeof at_most, "%s", text.c_str());
-  if (where == 1 && arg.bound == Bound::kShape) info = {at_most, NE_REAL_ARG_GT, NE_REAL_ARG_GT};
+  if (where == 1 && (arg.bound == Bound::kShape || arg.bound == Bound::kNonNegativeShape)) info = {at_most, NE_REAL_ARG_GT, NE_REAL_ARG_GT};
   // The host prints floats with a trailing point ("-1."); end the sentence
   // without doubling it.
   std::string value = host::Print(arg.value.Handle());

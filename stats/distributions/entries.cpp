@@ -15,6 +15,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "platform/numerics/numerics.h"
 #include "stats/distributions/distributions.h"
 #include "stats/distributions/internal.h"
 #include "stats/frame/frame.h"
@@ -82,6 +83,7 @@ template <class R, class... P>
 HostObject CallEntry(QKernel kv, HostObject args, const char* entry, R (*fn)(QKernel, P...)) {
   CheckCount(kv, args, sizeof...(P), entry);
   auto values = ConvertArguments<P...>(kv, args, 1, std::index_sequence_for<P...>{});
+  quarn::numerics::SharedWorkLimit limit;
   return ResultToHost(kv, std::apply([&](const P&... v) { return fn(kv, v...); }, values));
 }
 
@@ -103,6 +105,7 @@ HostObject ToleranceEntry(QKernel kv, HostObject args, const char* entry, QuarnF
     const int32_t digits = HostDigits(kv);
     const QuarnFloat tol = kind == Tolerance::kTenth ? pow(QuarnFloat(0.1), static_cast<long>(QuarnDigits() - 1))
                                                      : QuarnFloat(TolerancePower(digits));
+    quarn::numerics::SharedWorkLimit limit;
     const QuarnFloat result = fn(kv, values[I]..., tol);
     if constexpr (kind == Tolerance::kDigitsEvalf) {
       return EvalQuarnProc(kv, ToQuarnName(kv, "evalf", 1), 2, FloatToHost(result), ToQuarnInteger(kv, digits));
@@ -122,7 +125,10 @@ HostObject SampleEntry(QKernel kv, HostObject args, const char* entry, QuarnFloa
   HostObject result = CreateResultVector(kv, n);
   if (n <= 0) return result;
   auto* block = static_cast<QuarnFloat*>(RTableDataBlock(kv, result));
-  for (int32_t k = 0; k < n; ++k) block[k] = std::apply([&](const P&... v) { return variate(kv, v...); }, values);
+  for (int32_t k = 0; k < n; ++k) {
+    quarn::numerics::SharedWorkLimit limit;  // one for each variate
+    block[k] = std::apply([&](const P&... v) { return variate(kv, v...); }, values);
+  }
   return result;
 }
 
@@ -160,9 +166,15 @@ std::string EntryMessage(const char* message, std::initializer_list<ArgumentName
                                              {"df", "nu"}, {"df1", "nu1"}, {"df2", "nu2"},
                                              {"max_iter", "_EnvStatisticsIterations"}};
   std::string text = message;
-  // "QuarnMP_g01fcc could not determine ..." -> "the computation could not determine ..."
+  // "QuarnMP_g01fcc could not determine ..." -> "the computation could not
+  // determine ..."; "QuarnMP_g01gcc: the series ..." -> "the series ...".
   if (text.rfind("QuarnMP_", 0) == 0 && text.find(' ') != std::string::npos) {
-    text.replace(0, text.find(' '), "the computation");
+    const size_t space = text.find(' ');
+    if (text[space - 1] == ':') {
+      text.erase(0, space + 1);
+    } else {
+      text.replace(0, space, "the computation");
+    }
   }
   // Argument checks ("<name> must be <range>, received <name> = <value>.",
   // "l must be at most n, received l = 12, n = 10.") and the iteration

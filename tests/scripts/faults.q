@@ -75,6 +75,8 @@ QuarnFRatioProbability(1.2, 10^1000, 5);
 QuarnFRatioDeviate(0.3, 10^1000, 5);
 Digits := 1: QuarnBetaDeviate(0.3, 2, 0.5e-5000); Digits := 10:
 Digits := 15: QuarnStudentTDeviate(0.3, 1/10^400); Digits := 10:
+Digits := 15: QuarnNonCentralChiSquareDeviate(0.443513, 2.431175539e+22, 11); Digits := 10:
+QuarnNonCentralStudentTProbability(1.5, 1e400000, 1);
 # Newton's iteration with an undefined iterate went on to the iteration
 # limit; a creeping one ran for days with a limit of 2^40, which is refused.
 _EnvStatisticsIterations := 10^6: QuarnErrorDeviate(0.5, x -> x^3 - 2, x -> QuarnNormalProbability(x, 0, 1), 50, 20, 1e-6);

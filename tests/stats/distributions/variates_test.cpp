@@ -326,6 +326,8 @@ TEST(EntryMessages, NameTheEntrysArguments) {
       {"QuarnMP_g01gcc needs 84 terms on a side of its Poisson sum at Digits = 10, more than max_iter = 3; raise it.",
        {}, "the computation needs 84 terms on a side of its Poisson sum at Digits = 10, more than "
            "_EnvStatisticsIterations = 3; raise it."},
+      {"QuarnMP_g01gcc: the series would need more than 50000000 terms.", {},
+       "the series would need more than 50000000 terms."},
       {"Parameter B is 0.5, a disallowed value.", {{"a", "c"}}, "Parameter B is 0.5, a disallowed value."},
   };
   for (const Case& c : cases) EXPECT_EQ(EntryMessage(c.routine_text, c.renames), c.expected) << c.routine_text;
