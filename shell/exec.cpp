@@ -74,6 +74,17 @@ std::vector<HostObject> ForInElements(HostObject coll) {
 
 namespace {
 
+// name := value for a name bound when parsed (name is the host name of text,
+// or null when the node was made otherwise). Outside procedures that is the
+// global's value slot; names are unique, so name := 'name' unassigns.
+void AssignBound(HostObject name, const std::string& text, HostObject value, const EnvPtr& env) {
+  if (env || !name) {
+    AssignVar(text, value, env);
+    return;
+  }
+  host::AssignName(name, value == name ? nullptr : value);
+}
+
 // Runs a loop body; returns true when the loop must stop, with *out set to
 // the flow to report (Normal after a break).
 bool Body(const Stmt& s, const EnvPtr& env, ExecContext& ctx, Flow* out) {
@@ -94,7 +105,7 @@ Flow ForLoop(const Stmt& s, const EnvPtr& env, ExecContext& ctx) {
   Flow out = Flow::Normal;
   if (s.over) {
     for (HostObject x : ForInElements(Eval(*s.over, env))) {
-      AssignVar(s.var, x, env);
+      AssignBound(s.var_name, s.var, x, env);
       if (s.cond && !Truth(*s.cond, env)) break;
       if (Body(s, env, ctx, &out)) break;
     }
@@ -107,7 +118,7 @@ Flow ForLoop(const Stmt& s, const EnvPtr& env, ExecContext& ctx) {
   if (direction == 0) host::Raise("the step of a for loop must not be 0");
   for (;;) {
     if (stop && host::Compare(i, stop) * direction > 0) break;
-    AssignVar(s.var, i, env);
+    AssignBound(s.var_name, s.var, i, env);
     if (s.cond && !Truth(*s.cond, env)) break;
     if (Body(s, env, ctx, &out)) break;
     i = host::Add(i, step);
@@ -154,7 +165,7 @@ Flow TryCatch(const Stmt& s, const EnvPtr& env, ExecContext& ctx) {
 
 void Assign(const Expr& target, HostObject value, const EnvPtr& env) {
   if (target.kind == ExprKind::Name) {
-    AssignVar(target.text, value, env);
+    AssignBound(target.name, target.text, value, env);
   } else {
     AssignIndexed(target, value, env);
   }

@@ -1,0 +1,167 @@
+// Cost of one float operation: QuarnFloat (a fresh float object per result)
+// next to bare MPFR (the result written into a number allocated beforehand)
+// and Boost.Multiprecision's mpfr_float (variable precision) used two ways:
+// "boost", s = s + t, which its expression templates turn into one MPFR call
+// writing into s; and "boost_fresh", each result a new mpfr_float, as each
+// QuarnFloat result is a new float.
+//
+//   float_bench ops DIGITS    add and mul at Digits = DIGITS
+//   float_bench loop DIGITS   s = s + i*1.5 for i = 1, 2, ..., the shell
+//                             benchmark's loop written with QuarnFloat
+//
+// Each operation runs in a dependent chain (s = s + t, p = p * q), so that
+// no call can be skipped or overlapped with the next. Output lines are
+// tab-separated:
+//   op    name  digits  impl  ns_per_operation
+//   loop  name  digits  impl  ns_per_iteration
+// Times are process CPU time, the fastest of seven batches, the three
+// implementations taking turns batch by batch so that a change of load hits
+// them all. A final check compares the three chains' results (they perform
+// the same correctly rounded operations and must agree exactly).
+#include <mpfr.h>
+
+#include <algorithm>
+#include <boost/multiprecision/mpfr.hpp>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/float/quarnfloat.h"
+#include "platform/host/host.h"
+
+namespace {
+
+namespace host = quarn::host;
+using BoostFloat = boost::multiprecision::mpfr_float;
+
+double CpuSeconds() {
+  timespec t;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+  return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
+}
+
+struct Contender {
+  const char* impl;
+  std::function<void(long)> run;  // n operations
+  double ns = 1e300;
+};
+
+// The fastest of seven batches of n operations per contender, in turns.
+void TimeInTurns(std::vector<Contender>& cs, long n) {
+  for (Contender& c : cs) c.run(n / 10);  // warm-up
+  for (int round = 0; round < 7; ++round) {
+    for (Contender& c : cs) {
+      double t0 = CpuSeconds();
+      c.run(n);
+      c.ns = std::min(c.ns, (CpuSeconds() - t0) * 1e9 / static_cast<double>(n));
+    }
+  }
+}
+
+// true when the three results are the same number.
+bool Agree(const QuarnFloat& q, mpfr_srcptr m, const BoostFloat& b) {
+  return mpfr_equal_p(q.Mpfr(), m) && mpfr_equal_p(m, b.backend().data());
+}
+
+int RunOps(long digits) {
+  host::SetDigits(digits);
+  BoostFloat::default_precision(static_cast<unsigned>(digits));
+  const mpfr_prec_t bits = host::WorkingBits();
+  // Boost's precision follows its digits; the chains must round alike.
+  const mpfr_prec_t boost_bits = mpfr_get_prec(BoostFloat(1).backend().data());
+  const long n = 2000000;
+  int status = 0;
+
+  struct Case {
+    const char* name;
+    const char* start;
+    const char* operand;
+    int (*mpfr_op)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t);
+  };
+  const Case cases[] = {
+      {"add", "0", "0.1", &mpfr_add},
+      {"mul", "1", "0.9999999", &mpfr_mul},
+  };
+  for (const Case& k : cases) {
+    const bool add = k.mpfr_op == &mpfr_add;
+    const QuarnFloat qt(host::ParseFloat(k.operand));
+    QuarnFloat qs(host::ParseFloat(k.start));
+    mpfr_t ms, mt;
+    mpfr_init2(ms, bits);
+    mpfr_init2(mt, bits);
+    mpfr_set_str(ms, k.start, 10, MPFR_RNDN);
+    mpfr_set_str(mt, k.operand, 10, MPFR_RNDN);
+    BoostFloat bs(k.start), bf(k.start), bt(k.operand);
+    std::vector<Contender> cs{
+        {"quarnfloat",
+         [&](long m) {
+           for (long i = 0; i < m; ++i) qs = add ? qs + qt : qs * qt;
+         }},
+        {"mpfr",
+         [&](long m) {
+           for (long i = 0; i < m; ++i) k.mpfr_op(ms, ms, mt, MPFR_RNDN);
+         }},
+        {"boost",
+         [&](long m) {
+           if (add) {
+             for (long i = 0; i < m; ++i) bs = bs + bt;
+           } else {
+             for (long i = 0; i < m; ++i) bs = bs * bt;
+           }
+         }},
+        {"boost_fresh",
+         [&](long m) {
+           for (long i = 0; i < m; ++i) {
+             BoostFloat next(add ? BoostFloat(bf + bt) : BoostFloat(bf * bt));
+             bf.swap(next);
+           }
+         }},
+    };
+    TimeInTurns(cs, n);
+    for (const Contender& c : cs) std::printf("op\t%s\t%ld\t%s\t%.4g\n", k.name, digits, c.impl, c.ns);
+    if (boost_bits == bits && !(Agree(qs, ms, bs) && mpfr_equal_p(ms, bf.backend().data()))) {
+      std::fprintf(stderr, "float_bench: %s chains disagree at Digits %ld\n", k.name, digits);
+      status = 1;
+    }
+    mpfr_clear(ms);
+    mpfr_clear(mt);
+  }
+  std::fflush(stdout);
+  return status;
+}
+
+// The shell benchmark's loop, s := s + i*1.5 for i to n, in C++: one
+// multiplication by an integer and one addition per iteration.
+int RunLoop(long digits) {
+  host::SetDigits(digits);
+  const long n = 1000000;
+  const QuarnFloat t(host::ParseFloat("1.5"));
+  QuarnFloat s = 0;
+  std::vector<Contender> cs{{"quarnfloat", [&](long m) {
+                               s = 0;
+                               for (long i = 1; i <= m; ++i) s = s + t * i;
+                             }}};
+  TimeInTurns(cs, n);
+  std::printf("loop\ts+i*1.5\t%ld\t%s\t%.4g\n", digits, cs[0].impl, cs[0].ns);
+  // 1.5 * n(n+1)/2, exact at these precisions.
+  if (s != 1.5 * static_cast<double>(n) * static_cast<double>(n + 1) / 2) {
+    std::fprintf(stderr, "float_bench: loop sum wrong at Digits %ld\n", digits);
+    return 1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  host::Initialize();
+  if (argc > 2 && std::strcmp(argv[1], "ops") == 0) return RunOps(std::strtol(argv[2], nullptr, 10));
+  if (argc > 2 && std::strcmp(argv[1], "loop") == 0) return RunLoop(std::strtol(argv[2], nullptr, 10));
+  std::fprintf(stderr, "usage: %s ops|loop DIGITS\n", argv[0]);
+  return 2;
+}
