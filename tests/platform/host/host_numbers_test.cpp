@@ -95,7 +95,9 @@ TEST(HostArithmetic, FloatWithIntegerAsWithItsFloat) {
         HostObject nf = host::Evalf(I(n));
         SCOPED_TRACE(P(x) + " with " + std::to_string(n));
         EXPECT_TRUE(same(op(I(n), x), op(nf, x)));
-        if (op != host::Div || n != 0) EXPECT_TRUE(same(op(x, I(n)), op(x, nf)));
+        if (op != host::Div || n != 0) {
+          EXPECT_TRUE(same(op(x, I(n)), op(x, nf)));
+        }
       }
     }
   }
