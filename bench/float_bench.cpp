@@ -26,11 +26,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "bench/cpu_time.h"
 #include "platform/float/quarnfloat.h"
 #include "platform/host/host.h"
 
@@ -38,12 +38,6 @@ namespace {
 
 namespace host = quarn::host;
 using BoostFloat = boost::multiprecision::mpfr_float;
-
-double CpuSeconds() {
-  timespec t;
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-  return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
-}
 
 struct Contender {
   const char* impl;

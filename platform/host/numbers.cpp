@@ -264,6 +264,16 @@ void Apply(Op op, mpfr_ptr z, mpfr_srcptr x, mpfr_srcptr y) {
   }
 }
 
+// z = x op n, or n op x when swapped.
+void ApplyLong(Op op, mpfr_ptr z, mpfr_srcptr x, long n, bool swapped) {
+  switch (op) {
+    case Op::Add: mpfr_add_si(z, x, n, MPFR_RNDN); break;
+    case Op::Mul: mpfr_mul_si(z, x, n, MPFR_RNDN); break;
+    case Op::Sub: swapped ? mpfr_si_sub(z, n, x, MPFR_RNDN) : mpfr_sub_si(z, x, n, MPFR_RNDN); break;
+    case Op::Div: swapped ? mpfr_si_div(z, n, x, MPFR_RNDN) : mpfr_div_si(z, x, n, MPFR_RNDN); break;
+  }
+}
+
 // a op b rounded once to the working precision, each operand first rounded
 // to the working precision. Operands already there are read in place.
 HostObject FloatOp(Op op, HostObject a, HostObject b) {
@@ -277,21 +287,11 @@ HostObject FloatOp(Op op, HostObject a, HostObject b) {
   }
   long n;
   if (x && ExactSmall(b, bits, &n)) {
-    switch (op) {
-      case Op::Add: mpfr_add_si(z, x, n, MPFR_RNDN); break;
-      case Op::Sub: mpfr_sub_si(z, x, n, MPFR_RNDN); break;
-      case Op::Mul: mpfr_mul_si(z, x, n, MPFR_RNDN); break;
-      case Op::Div: mpfr_div_si(z, x, n, MPFR_RNDN); break;
-    }
+    ApplyLong(op, z, x, n, false);
     return r;
   }
   if (y && ExactSmall(a, bits, &n)) {
-    switch (op) {
-      case Op::Add: mpfr_add_si(z, y, n, MPFR_RNDN); break;
-      case Op::Sub: mpfr_si_sub(z, n, y, MPFR_RNDN); break;
-      case Op::Mul: mpfr_mul_si(z, y, n, MPFR_RNDN); break;
-      case Op::Div: mpfr_si_div(z, n, y, MPFR_RNDN); break;
-    }
+    ApplyLong(op, z, y, n, true);
     return r;
   }
   Mpfr tx(bits), ty(bits);
