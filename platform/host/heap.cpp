@@ -32,14 +32,16 @@ RootMap& Roots() {
 
 bool g_initialized = false;
 
-// Static data of the number libraries the host links is no root: they
-// allocate with malloc and never hold a host handle, and FLINT's 1.2 MB of
-// tables would otherwise be scanned at every collection (most of the cost
-// of collecting a heap of float temporaries).
+// The static data of the libraries below is no root. None of them ever holds
+// a host handle: the number libraries allocate with malloc, and the C and
+// C++ runtimes keep their own malloc'd or uncollectable (operator new)
+// memory, which needs no root; handles never go to C libraries' memory.
+// Scanning them cost most of each collection of a heap of float temporaries
+// (FLINT alone has 1.2 MB of tables).
 int ScanStaticData(const char* library, void*, size_t) {
   const char* base = std::strrchr(library, '/');
   base = base ? base + 1 : library;
-  for (const char* skip : {"libflint", "libgmp.", "libmpfr."}) {
+  for (const char* skip : {"libflint", "libgmp.", "libmpfr.", "libc.", "libstdc++."}) {
     if (std::strncmp(base, skip, std::strlen(skip)) == 0) return 0;
   }
   return 1;
