@@ -1,5 +1,5 @@
-// Per-call time of the continuous distributions' probabilities and deviates,
-// and of their random samples, next to the same values computed by the peers
+// Per-call time of the distributions' probabilities and deviates, and of
+// random samples and resamples, next to the same values computed by the peers
 // a user could pick instead: Boost.Math on Boost.Multiprecision's mpfr_float,
 // and bare Arb calls (one evaluation at the working precision, no rounding
 // test) as the ceiling. mpmath runs separately (peers_mpmath.py);
@@ -9,11 +9,15 @@
 //                                         label, family, op, argument, parameters
 //   distributions_bench calls DIGITS [ROW [IMPL]]
 //                                         every row at Digits = DIGITS, or those
-//                                         whose label contains ROW, by the IMPLs
+//                                         whose label contains ROW (or one of
+//                                         its parts joined by |), by the IMPLs
 //                                         only (quarn, arb or boost, or several
 //                                         joined by commas: quarn,arb)
 //   distributions_bench sample DIGITS N   RandomSample(N) of normal, gamma and beta
 //                                         variates, with mpfr_nrandom and Boost.Random
+//   distributions_bench resample DIGITS   alias urn draws and bootstrap replicates, with
+//                                         the standard library's discrete distribution
+//                                         and a loop on bare MPFR numbers
 //   distributions_bench elementary DIGITS exp, log and atan by QuarnFloat, MPFR and
 //                                         Arb (where the closed forms' time goes)
 //
@@ -33,14 +37,22 @@
 #include <mpfr.h>
 
 #include <algorithm>
+#include <random>
 #include <boost/math/distributions/beta.hpp>
+#include <boost/math/distributions/binomial.hpp>
 #include <boost/math/distributions/cauchy.hpp>
 #include <boost/math/distributions/chi_squared.hpp>
 #include <boost/math/distributions/exponential.hpp>
 #include <boost/math/distributions/fisher_f.hpp>
 #include <boost/math/distributions/gamma.hpp>
+#include <boost/math/distributions/hypergeometric.hpp>
 #include <boost/math/distributions/logistic.hpp>
+#include <boost/math/distributions/non_central_beta.hpp>
+#include <boost/math/distributions/non_central_chi_squared.hpp>
+#include <boost/math/distributions/non_central_f.hpp>
+#include <boost/math/distributions/non_central_t.hpp>
 #include <boost/math/distributions/normal.hpp>
+#include <boost/math/distributions/poisson.hpp>
 #include <boost/math/distributions/students_t.hpp>
 #include <boost/math/distributions/weibull.hpp>
 #include <boost/multiprecision/mpfr.hpp>
@@ -48,6 +60,7 @@
 #include <boost/random/gamma_distribution.hpp>
 #include <boost/random/mersenne_twister.hpp>
 #include <boost/random/normal_distribution.hpp>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -55,13 +68,18 @@
 #include <exception>
 #include <functional>
 #include <string>
+#include <tuple>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "platform/float/quarnfloat.h"
 #include "platform/host/host.h"
 #include "platform/host/quarnc.h"
+#include "stats/descriptive/descriptive.h"
 #include "stats/distributions/distributions.h"
 #include "stats/frame/frame.h"
+#include "stats/sampling/sampling.h"
 
 namespace {
 
@@ -192,17 +210,44 @@ enum class Op { kProbability, kDeviate };
 // A probability or deviate of the library with its parameters in an array.
 using QuarnFn = std::function<QuarnFloat(QKernel, const QuarnFloat&, const QuarnFloat*)>;
 
-template <class... P, size_t... I>
-QuarnFloat ApplyArray(QuarnFloat (*fn)(QKernel, QuarnFloat, P...), QKernel kv, const QuarnFloat& x,
-                      const QuarnFloat* p, std::index_sequence<I...>) {
-  return fn(kv, x, p[I]...);
+// An array element as a parameter: a float, or an integer parameter's long.
+template <class T>
+T Parameter(const QuarnFloat& v) {
+  if constexpr (std::is_same_v<T, long>) {
+    return FloatToInt(v);
+  } else {
+    return v;
+  }
 }
 
-template <class... P>
-QuarnFn WithArray(QuarnFloat (*fn)(QKernel, QuarnFloat, P...)) {
+// The accuracy the non-central entries pass: 10^-Digits.
+QuarnFloat EntryTolerance() { return QuarnFloat(std::pow(10.0, -static_cast<double>(host::WorkingDigits()))); }
+
+// fn(x, p[0], ..., p[N-1]), with the entries' accuracy appended when fn
+// takes one more parameter; an integer result as a float.
+template <size_t N, class R, class... P>
+QuarnFn WithArrayOf(R (*fn)(QKernel, QuarnFloat, P...)) {
   return [fn](QKernel kv, const QuarnFloat& x, const QuarnFloat* p) {
-    return ApplyArray(fn, kv, x, p, std::index_sequence_for<P...>{});
+    using Params = std::tuple<P...>;
+    return [&]<size_t... I>(std::index_sequence<I...>) {
+      if constexpr (N < sizeof...(P)) {
+        return QuarnFloat(fn(kv, x, Parameter<std::tuple_element_t<I, Params>>(p[I])..., EntryTolerance()));
+      } else {
+        return QuarnFloat(fn(kv, x, Parameter<std::tuple_element_t<I, Params>>(p[I])...));
+      }
+    }(std::make_index_sequence<N>{});
   };
+}
+
+template <class R, class... P>
+QuarnFn WithArray(R (*fn)(QKernel, QuarnFloat, P...)) {
+  return WithArrayOf<sizeof...(P)>(fn);
+}
+
+// A non-central probability: the last parameter is the accuracy.
+template <class R, class... P>
+QuarnFn WithTolerance(R (*fn)(QKernel, QuarnFloat, P...)) {
+  return WithArrayOf<sizeof...(P) - 1>(fn);
 }
 
 // The same value on Arb balls: res from the exact argument x and the exact
@@ -495,6 +540,80 @@ std::vector<Family> Families() {
                 }},
                Boost([](P p) { return bmath::cauchy_distribution<B>(p[0], p[1]); }),
                {{Op::kProbability, "0.7"}, {Op::kProbability, "-1e6"}, u_central, u_tail}});
+
+  // Integer-valued: the deviate is the smallest k with P(X <= k) >= u, which
+  // is Boost's quantile rounded up to an integer.
+  using Up = bmath::policies::policy<bmath::policies::discrete_quantile<bmath::policies::integer_round_up>>;
+  f.push_back({"Binomial", {50, 0.3},
+               {WithArray(&STATS_BinomialProbability_MP), WithArray(&STATS_BinomialDeviate_MP)},
+               {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
+                  // I_{1-p}(n - k, k + 1).
+                  arb_t a, b, y;
+                  arb_init(a);
+                  arb_init(b);
+                  arb_init(y);
+                  arb_sub(a, p, x, prec);
+                  arb_add_ui(b, x, 1, prec);
+                  OneMinus(y, p + 1, prec);
+                  arb_hypgeom_beta_lower(r, a, b, y, 1, prec);
+                  arb_clear(a);
+                  arb_clear(b);
+                  arb_clear(y);
+                },
+                nullptr},
+               Boost([](P p) { return bmath::binomial_distribution<B, Up>(p[0], p[1]); }),
+               {{Op::kProbability, "12"}, {Op::kProbability, "3"}, u_central, u_tail}});
+
+  f.push_back({"Poisson", {3.5},
+               {WithArray(&STATS_PoissonProbability_MP), WithArray(&STATS_PoissonDeviate_MP)},
+               {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
+                  // Q(k + 1, lambda).
+                  arb_t a;
+                  arb_init(a);
+                  arb_add_ui(a, x, 1, prec);
+                  arb_hypgeom_gamma_upper(r, a, p, 1, prec);
+                  arb_clear(a);
+                },
+                nullptr},
+               Boost([](P p) { return bmath::poisson_distribution<B, Up>(p[0]); }),
+               {{Op::kProbability, "5"}, {Op::kProbability, "12"}, u_central, u_tail}});
+
+  f.push_back({"Hypergeometric", {100, 30, 40},
+               {WithArray(&STATS_HypergeometricProbability_MP), WithArray(&STATS_HypergeometricDeviate_MP)},
+               {nullptr, nullptr},
+               // Boost: (marked, sample, population).
+               Boost([](P p) {
+                 return bmath::hypergeometric_distribution<B, Up>(p[2].convert_to<unsigned>(),
+                                                                  p[1].convert_to<unsigned>(),
+                                                                  p[0].convert_to<unsigned>());
+               }),
+               {{Op::kProbability, "12"}, {Op::kProbability, "3"}, u_central, u_tail}});
+
+  // Non-central: probabilities only, at the accuracy 10^-Digits the entries
+  // pass (the library's are correctly rounded whatever it is).
+  f.push_back({"NonCentralChiSquare", {7, 2},
+               {WithTolerance(&STATS_NonCentralChiSquareProbability_MP), nullptr},
+               {nullptr, nullptr},
+               Boost([](P p) { return bmath::non_central_chi_squared_distribution<B>(p[0], p[1]); }),
+               {{Op::kProbability, "5.3"}, {Op::kProbability, "0.13"}}});
+
+  f.push_back({"NonCentralBeta", {2.5, 3.5, 2},
+               {WithTolerance(&STATS_NonCentralBetaProbability_MP), nullptr},
+               {nullptr, nullptr},
+               Boost([](P p) { return bmath::non_central_beta_distribution<B>(p[0], p[1], p[2]); }),
+               {{Op::kProbability, "0.37"}, {Op::kProbability, "0.05"}}});
+
+  f.push_back({"NonCentralFRatio", {4, 9, 2},
+               {WithTolerance(&STATS_NonCentralFRatioProbability_MP), nullptr},
+               {nullptr, nullptr},
+               Boost([](P p) { return bmath::non_central_f_distribution<B>(p[0], p[1], p[2]); }),
+               {{Op::kProbability, "1.3"}, {Op::kProbability, "0.05"}}});
+
+  f.push_back({"NonCentralStudentT", {5, 1},
+               {WithTolerance(&STATS_NonCentralStudentTProbability_MP), nullptr},
+               {nullptr, nullptr},
+               Boost([](P p) { return bmath::non_central_t_distribution<B>(p[0], p[1]); }),
+               {{Op::kProbability, "1.3"}, {Op::kProbability, "-2"}}});
   return f;
 }
 
@@ -573,6 +692,18 @@ void WarmUpCollector() {
   if (s < 0) std::abort();  // keeps the loop
 }
 
+// Whether the label contains one of the '|'-separated parts of pattern
+// (every label matches an empty pattern).
+bool Matches(const std::string& label, const std::string& pattern) {
+  size_t start = 0;
+  for (;;) {
+    size_t end = pattern.find('|', start);
+    if (label.find(pattern.substr(start, end - start)) != std::string::npos) return true;
+    if (end == std::string::npos) return false;
+    start = end + 1;
+  }
+}
+
 int RunCalls(long digits, const std::string& only_row, const std::string& only_impl) {
   QKernel kv = host::Kernel();
   host::SetDigits(digits);
@@ -591,7 +722,7 @@ int RunCalls(long digits, const std::string& only_row, const std::string& only_i
     for (const Argument& a : f.args) {
       const std::string label = Label(f, a);
       const int k = a.op == Op::kProbability ? 0 : 1;
-      if (label.find(only_row) == std::string::npos) continue;
+      if (!Matches(label, only_row)) continue;
       auto wanted = [&](const std::string& impl) {
         return only_impl.empty() || ("," + only_impl + ",").find("," + impl + ",") != std::string::npos;
       };
@@ -729,6 +860,123 @@ int RunSample(long digits, long n) {
   return 0;
 }
 
+// --------------------------------------------------------------- resamples
+
+// The mean of a vector of floats, as a host procedure for the bootstrap: the
+// library's mean kernel on the vector's data block.
+HostObject MeanProcedure(QKernel kv, HostObject, HostObject v) {
+  auto* x = static_cast<QuarnFloat*>(RTableDataBlock(kv, v));
+  return quarnstats::UnweightedMean(x, RTableNumElements(kv, v), 0).Handle();
+}
+
+void EmitResample(const char* label, long digits, const char* impl, double seconds, long n, double check) {
+  std::printf("resample\t%s\t%ld\t%s\t%.6g\t%ld\t%.6g\n", label, digits, impl,
+              seconds * 1e9 / static_cast<double>(n), n, check);
+  std::fflush(stdout);
+}
+
+// Alias urn draws (10^6 over 10^3 weights 1, 2, ..., 1000) through
+// QuarnAliasUrnSample, next to the standard library's discrete distribution
+// on doubles; and 10^3 bootstrap replicates of the mean of 10^3 values
+// through QuarnBootstrapStatistic (the statistic a native host procedure on
+// the library's mean kernel), next to the same resampling written on bare
+// MPFR numbers: an index from a 32-bit Mersenne Twister by rejection, and a
+// running mpfr_add of the drawn values, divided once. Per draw, per
+// replicate. The check column is the mean cell, and the mean of the
+// replicates' means.
+int RunResample(long digits) {
+  QKernel kv = host::Kernel();
+  host::SetDigits(digits);
+  WarmUpCollector();
+  host::SeedRandom(20240501);
+  constexpr long kDraws = 1000000, kCells = 1000, kReplicates = 1000, kValues = 1000;
+  {
+    std::vector<double> w(kCells);
+    for (long i = 0; i < kCells; ++i) w[static_cast<size_t>(i)] = static_cast<double>(i + 1);
+    RTableSettingsRecord rts;
+    RTableGetDefaults(kv, &rts);
+    rts.num_dimensions = 1;
+    rts.data_type = RTABLE_FLOAT64;
+    int bounds[2] = {1, static_cast<int>(kCells)};
+    HostObject weights = RTableCreate(kv, &rts, w.data(), bounds);
+    HostObject seq = host::MakeSeq({host::MakeInteger(kDraws), weights});
+    HostObject out = nullptr;
+    double seconds = BestOfThree([&] { out = STATS_QuarnAliasUrnSample_MP(kv, seq); });
+    const auto* cells = static_cast<const int32_t*>(RTableDataBlock(kv, out));
+    double mean = 0;
+    for (long i = 0; i < kDraws; ++i) mean += cells[i];
+    EmitResample("AliasUrn(10^6 draws, 10^3 weights)", digits, "quarn", seconds, kDraws, mean / kDraws);
+    std::mt19937 engine(20240501);
+    std::discrete_distribution<int> dist(w.begin(), w.end());
+    std::vector<int> drawn(static_cast<size_t>(kDraws));
+    seconds = BestOfThree([&] {
+      for (int& c : drawn) c = dist(engine);
+    });
+    mean = 0;
+    for (int c : drawn) mean += c;
+    EmitResample("AliasUrn(10^6 draws, 10^3 weights)", digits, "std_discrete", seconds, kDraws, mean / kDraws);
+  }
+  {
+    std::mt19937 engine(20240501);
+    std::normal_distribution<double> normal(0, 1);
+    std::vector<double> data(kValues);
+    for (double& v : data) v = normal(engine);
+    RTableSettingsRecord rts;
+    RTableGetDefaults(kv, &rts);
+    rts.num_dimensions = 1;
+    rts.data_type = RTABLE_DAG;
+    rts.element_type_name = ToQuarnName(kv, "sfloat", 1);
+    int bounds[2] = {1, static_cast<int>(kValues)};
+    HostObject points = RTableCreate(kv, &rts, nullptr, bounds);
+    auto* block = static_cast<QuarnFloat*>(RTableDataBlock(kv, points));
+    for (long i = 0; i < kValues; ++i) block[i] = QuarnFloat(data[static_cast<size_t>(i)]);
+    rts.element_type_name = nullptr;
+    int none[2] = {1, 0};
+    HostObject no_weights = RTableCreate(kv, &rts, nullptr, none);
+    HostObject mean = host::MakeProcedure(MeanProcedure, nullptr, "v -> mean(v)");
+    HostObject seq = host::MakeSeq({points, no_weights, mean, host::MakeInteger(kValues), host::MakeInteger(kReplicates)});
+    HostObject out = nullptr;
+    double seconds = BestOfThree([&] { out = STATS_QuarnBootstrapStatistic_MP(kv, seq); });
+    const auto* means = static_cast<const QuarnFloat*>(RTableDataBlock(kv, out));
+    double check = 0;
+    for (long i = 0; i < kReplicates; ++i) check += means[i].ToDouble();
+    EmitResample("Bootstrap(10^3 means of 10^3)", digits, "quarn", seconds, kReplicates, check / kReplicates);
+
+    // Bare MPFR: the same values, the same kind of index draw.
+    const mpfr_prec_t bits = host::WorkingBits();
+    std::vector<__mpfr_struct> x(static_cast<size_t>(kValues));
+    for (long i = 0; i < kValues; ++i) {
+      mpfr_init2(&x[static_cast<size_t>(i)], bits);
+      mpfr_set(&x[static_cast<size_t>(i)], block[i].Mpfr(), MPFR_RNDN);
+    }
+    mpfr_t sum;
+    mpfr_init2(sum, bits);
+    std::vector<__mpfr_struct> result(static_cast<size_t>(kReplicates));
+    for (__mpfr_struct& r : result) mpfr_init2(&r, bits);
+    std::mt19937 indices(20240501);
+    seconds = BestOfThree([&] {
+      for (__mpfr_struct& r : result) {
+        mpfr_set_zero(sum, 1);
+        for (long j = 0; j < kValues; ++j) {
+          uint32_t i;
+          do {
+            i = static_cast<uint32_t>(indices()) >> 22;  // 10 bits, 0..1023
+          } while (i >= static_cast<uint32_t>(kValues));
+          mpfr_add(sum, sum, &x[i], MPFR_RNDN);
+        }
+        mpfr_div_ui(&r, sum, static_cast<unsigned long>(kValues), MPFR_RNDN);
+      }
+    });
+    check = 0;
+    for (__mpfr_struct& r : result) check += mpfr_get_d(&r, MPFR_RNDN);
+    EmitResample("Bootstrap(10^3 means of 10^3)", digits, "mpfr_loop", seconds, kReplicates, check / kReplicates);
+    for (__mpfr_struct& r : result) mpfr_clear(&r);
+    for (__mpfr_struct& v : x) mpfr_clear(&v);
+    mpfr_clear(sum);
+  }
+  return 0;
+}
+
 // ------------------------------------------------------------- elementary
 
 // The elementary functions the closed forms are made of, at Digits, on the
@@ -780,16 +1028,21 @@ int RunElementary(long digits) {
 int main(int argc, char** argv) {
   host::Initialize();
   STATS_StatsInitialize_MP(host::Kernel(), host::Null());
+  // Room for the non-central series at 500 digits (the default 100 terms
+  // suffice up to Digits 100 for these rows).
+  host::AssignName(host::Name("_EnvStatisticsIterations"), host::MakeInteger(100000));
   const std::string mode = argc > 1 ? argv[1] : "";
   if (mode == "rows") return ListRows();
   if (mode == "calls" && argc > 2) {
     return RunCalls(std::strtol(argv[2], nullptr, 10), argc > 3 ? argv[3] : "", argc > 4 ? argv[4] : "");
   }
   if (mode == "elementary" && argc > 2) return RunElementary(std::strtol(argv[2], nullptr, 10));
+  if (mode == "resample" && argc > 2) return RunResample(std::strtol(argv[2], nullptr, 10));
   if (mode == "sample" && argc > 2) {
     return RunSample(std::strtol(argv[2], nullptr, 10), argc > 3 ? std::strtol(argv[3], nullptr, 10) : 100000);
   }
-  std::fprintf(stderr, "usage: %s rows | calls DIGITS [ROW [IMPL]] | sample DIGITS [N] | elementary DIGITS\n",
+  std::fprintf(stderr,
+               "usage: %s rows | calls DIGITS [ROW [IMPL]] | sample DIGITS [N] | resample DIGITS | elementary DIGITS\n",
                argv[0]);
   return 2;
 }

@@ -8,11 +8,17 @@ argument, parameters), so that both sides compute the same rows. Each row is
 run at mp.dps = Digits the way an mpmath user would compute it:
 
   probabilities  ncdf, gammainc(..., regularized=True), betainc(...,
-                 regularized=True), or the closed formula;
+                 regularized=True), or the closed formula; the binomial and
+                 Poisson by the incomplete beta and gamma functions, the
+                 hypergeometric as a sum of its masses, the non-central
+                 ones as Poisson mixtures of those functions summed until the
+                 weights left are below the working precision (mpmath has no
+                 non-central distributions);
   deviates       the normal one by erfinv, the closed forms by their formulas,
                  the rest by findroot: a bracketing solve (Anderson-Bjorck) at
                  15 digits, then Newton with the density as derivative at the
-                 working precision;
+                 working precision; the integer-valued ones by bisection of
+                 the integers;
   samples        mp.rand() uniforms at the full precision: normal variates by
                  Marsaglia's polar method, gamma by Marsaglia and Tsang, beta
                  as X / (X + Y).
@@ -137,6 +143,83 @@ def gamma_pdf(x, b, c):
     return x ** (c - 1) * mp.exp(-x / b) / (mp.gamma(c) * b ** c)
 
 
+# Integer-valued: the deviate is the smallest k with P(X <= k) >= u, found by
+# bisection on the probability from a bracket grown by doubling.
+def smallest_reaching(cdf, u, lo, hi=None):
+    if cdf(lo) >= u:
+        return mpf(lo)
+    if hi is None:
+        hi = max(2 * lo, 1)
+        while cdf(hi) < u:
+            lo, hi = hi, 2 * hi
+    while hi - lo > 1:
+        mid = (lo + hi) // 2
+        if cdf(mid) >= u:
+            hi = mid
+        else:
+            lo = mid
+    return mpf(hi)
+
+
+def binomial_cdf(x, n, p):
+    k, n = int(mp.floor(x)), int(n)
+    return mpf(1) if k >= n else mp.betainc(n - k, k + 1, 0, 1 - p, regularized=True)
+
+
+def poisson_cdf(x, lam):
+    return mp.gammainc(int(x) + 1, lam, mp.inf, regularized=True)
+
+
+def hypergeometric_cdf(x, n, l, m):
+    n, l, m, k = int(n), int(l), int(m), int(mp.floor(x))
+    lo = max(0, l + m - n)
+    return mp.fsum(mp.binomial(m, j) * mp.binomial(n - m, l - j) for j in range(lo, min(k, l, m) + 1)) / \
+        mp.binomial(n, l)
+
+
+# Non-central: the Poisson mixtures summed from j = 0 until, past the mean,
+# a weight is below the working precision (the later ones fall faster still),
+# each central probability by mpmath.
+def poisson_mixture(mu, central):
+    eps = mpf(2) ** (-mp.prec - 10)
+    total, w, j = mpf(0), mp.exp(-mu), 0
+    while True:
+        total += w * central(j)
+        if j > mu and w < eps:
+            return total
+        j += 1
+        w = w * mu / j
+
+
+def nc_chisq_cdf(x, k, lam):
+    return poisson_mixture(lam / 2, lambda j: mp.gammainc(k / 2 + j, 0, x / 2, regularized=True))
+
+
+def nc_beta_cdf(x, a, b, lam):
+    return poisson_mixture(lam / 2, lambda j: mp.betainc(a + j, b, 0, x, regularized=True))
+
+
+def nc_t_cdf(t, nu, delta):
+    """Lenth's series for t >= 0, and P(t; delta) = 1 - P(-t; -delta)."""
+    if t < 0:
+        with mp.extradps(20):
+            return +(1 - nc_t_cdf(-t, nu, -delta))
+    x = t * t / (t * t + nu)
+    mu = delta * delta / 2
+    q = delta / mp.sqrt(2) * mp.exp(-mu) / mp.gamma(mpf(3) / 2)  # q_0
+    total = poisson_mixture(mu, lambda j: mp.betainc(j + mpf(1) / 2, nu / 2, 0, x, regularized=True))
+    eps = mpf(2) ** (-mp.prec - 10)
+    j = 0
+    while True:
+        term = q * mp.betainc(j + 1, nu / 2, 0, x, regularized=True)
+        total += term
+        if j > mu and abs(q) < eps:
+            break
+        j += 1
+        q = q * mu / (j + mpf(1) / 2)
+    return mp.ncdf(-delta) + total / 2
+
+
 FAMILIES = {
     "Normal": (
         lambda x, mu, s: mp.ncdf(x, mu, s),
@@ -180,6 +263,22 @@ FAMILIES = {
         lambda x, a, b: mp.atan(b / (a - x)) / mp.pi if x < a else mpf(0.5) + mp.atan((x - a) / b) / mp.pi,
         lambda u, a, b: a - b * mp.cot(mp.pi * u),
     ),
+    "Binomial": (
+        binomial_cdf,
+        lambda u, n, p: smallest_reaching(lambda k: binomial_cdf(mpf(k), n, p), u, 0, int(n)),
+    ),
+    "Poisson": (
+        poisson_cdf,
+        lambda u, lam: smallest_reaching(lambda k: poisson_cdf(mpf(k), lam), u, 0),
+    ),
+    "Hypergeometric": (
+        hypergeometric_cdf,
+        lambda u, n, l, m: smallest_reaching(lambda k: hypergeometric_cdf(mpf(k), n, l, m), u, 0, int(min(l, m))),
+    ),
+    "NonCentralChiSquare": (nc_chisq_cdf, None),
+    "NonCentralBeta": (nc_beta_cdf, None),
+    "NonCentralFRatio": (lambda f, d1, d2, lam: nc_beta_cdf(d1 * f / (d1 * f + d2), d1 / 2, d2 / 2, lam), None),
+    "NonCentralStudentT": (nc_t_cdf, None),
 }
 
 

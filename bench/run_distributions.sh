@@ -19,7 +19,9 @@
 #
 # Environment: QUARN_BENCH_DIGITS (default "15 50 100 500"), QUARN_BENCH_SAMPLE
 # (variates per sample, default 100000), QUARN_BENCH_ROUNDS (default 2),
-# QUARN_BENCH_SECONDS (CPU seconds per measurement, default 0.05).
+# QUARN_BENCH_SECONDS (CPU seconds per measurement, default 0.05),
+# QUARN_BENCH_ROWS (only the rows whose label contains one of its
+# |-separated parts, e.g. "Binomial|NonCentral"; then no samples).
 set -u
 build=${1:?usage: run_distributions.sh BUILD_DIR}
 bench="$build/bin/distributions_bench"
@@ -33,7 +35,12 @@ rounds=${QUARN_BENCH_ROUNDS:-2}
 
 echo "== distributions bench (load: $(cut -d' ' -f1-3 /proc/loadavg))"
 status=0
+only=${QUARN_BENCH_ROWS:-}
 "$bench" rows >"$out/rows.tsv" || status=1
+if [ -n "$only" ]; then
+  grep -F -f <(tr '|' '\n' <<<"$only") "$out/rows.tsv" >"$out/rows.only" || true
+  mv "$out/rows.only" "$out/rows.tsv"
+fi
 : >"$out/cpp.tsv"
 : >"$out/mpmath.tsv"
 # Each round runs every Digits in turn, the library's side and mpmath's side
@@ -43,12 +50,14 @@ status=0
 for round in $(seq "$rounds"); do
   for d in $digits; do
     echo "-- round $round, Digits $d: library, Arb, Boost.Math; mpmath"
-    "$bench" calls "$d" >>"$out/cpp.tsv" || status=1
+    "$bench" calls "$d" "$only" >>"$out/cpp.tsv" || status=1
     python3 "$here/peers_mpmath.py" --rows "$out/rows.tsv" --digits "$d" >>"$out/mpmath.tsv" || status=1
   done
+  [ -n "$only" ] && continue
   echo "-- round $round, samples at Digits 30"
   "$bench" sample 30 "$sample" >>"$out/cpp.tsv" || status=1
   python3 "$here/peers_mpmath.py" --sample "30:$sample" >>"$out/mpmath.tsv" || status=1
+  "$bench" resample 30 >>"$out/cpp.tsv" || status=1
 done
 echo "== done (load: $(cut -d' ' -f1-3 /proc/loadavg))"
 
@@ -58,7 +67,7 @@ from mpmath import mp, mpf
 
 rows_file, *result_files = sys.argv[1:]
 labels = [line.split("\t")[0] for line in open(rows_file) if line.strip()]
-calls, samples = {}, {}
+calls, samples, resamples = {}, {}, {}
 for name in result_files:
     for line in open(name):
         f = line.rstrip("\n").split("\t")
@@ -74,6 +83,11 @@ for name in result_files:
             t = float(f[4])
             if f[3] not in r or t < r[f[3]][0]:
                 r[f[3]] = (t, int(f[5]), float(f[6]), float(f[7]))
+        elif f[0] == "resample":
+            r = resamples.setdefault(f[1], {})
+            t = float(f[4])
+            if f[3] not in r or t < r[f[3]][0]:
+                r[f[3]] = (t, float(f[6]))
 
 IMPLS = [("quarn", "quarnstats"), ("arb", "Arb"), ("boost", "Boost"), ("mpmath", "mpmath")]
 NAMES = dict(IMPLS)
@@ -104,7 +118,8 @@ def agreement(r, digits):
     tol = mpf(10) ** (2 - digits)
 
     def diff(a, b):
-        return abs(vals[a] - vals[b]) / max(abs(vals[a]), abs(vals[b]))
+        scale = max(abs(vals[a]), abs(vals[b]))
+        return abs(vals[a] - vals[b]) / scale if scale else mpf(0)
 
     pairs = [(a, b) for a in vals for b in vals if a < b and diff(a, b) > tol]
     odd = [k for k in vals if 2 * sum(diff(k, o) > tol for o in vals if o != k) > len(vals) - 1]
@@ -174,6 +189,32 @@ for label, r in samples.items():
     print(f"| {label} | {ns(q)} | {ns(t['mpfr_nrandom'])} | {ns(t['boost'])} | {ns(t['mpmath'])} "
           f"| {rx(boost_r)} | {rx(mpm_r)} | {'as expected' if not moments else 'WRONG'} "
           f"| {'; '.join(notes) or 'met'} |")
+
+# Resampling: the library against a plain C++ loop doing the same work
+# (the standard library's discrete distribution for the urn, bare MPFR for
+# the bootstrap); the bootstrap's target is 2 times the MPFR loop.
+if resamples:
+    print()
+    print("| resampling (Digits 30) | quarnstats ns | peer | peer ns | quarnstats / peer | check | targets |")
+    print("|---|---:|---|---:|---:|---|---|")
+    for label, r in resamples.items():
+        q = r.get("quarn")
+        for peer in (k for k in r if k != "quarn"):
+            t = r[peer][0]
+            ratio_q = q[0] / t if q and t > 0 else None
+            notes = []
+            if label.startswith("Bootstrap") and ratio_q is not None and ratio_q > 2:
+                notes.append("over 2x the MPFR loop")
+            # Both sides must resample the same law: the mean cell of 1..1000
+            # by weight is 666.67 (0-based 666.0); the mean of means of normal
+            # data agrees within a few hundredths.
+            agree = q is not None and abs(q[1] - r[peer][1]) <= 0.05 * max(1.0, abs(r[peer][1]))
+            if not agree:
+                notes.append("checks differ")
+            if notes:
+                bad.append((label, 30, notes))
+            print(f"| {label} | {ns(q[0] if q else None)} | {peer} | {ns(t)} | {rx(ratio_q)} "
+                  f"| {q[1] if q else '—':.4g} vs {r[peer][1]:.4g} | {'; '.join(notes) or 'met'} |")
 
 print()
 print(f"rows with a target missed or a value in question: {len(bad)}")

@@ -116,6 +116,31 @@ QuarnRankSort(Vector([30, 10, 20], datatype = float[8]), 1, true);   # ranks
 QuarnRankSort(Vector([5, 3, 5, 1]), 0, true);                # the distinct values and their dense ranks
 Digits := 10:
 
+# == Discrete and non-central distributions
+QuarnBinomialProbability(12, 50, 0.3);      # P(X <= 12) for 50 trials
+QuarnBinomialDeviate(0.5, 50, 0.3);         # the median: an integer
+QuarnPoissonDeviate(0.99, 1000);            # the smallest k with P(X <= k) >= 0.99
+Digits := 40:
+QuarnPoissonProbability(10^8, 10^8);        # a mean of 10^8, to all 40 digits
+Digits := 10:
+QuarnHypergeometricProbability(2, 50, 10, 5);   # 2 or fewer of 5 marked in a sample of 10 from 50
+QuarnNonCentralChiSquareProbability(5.3, 7, 2);
+QuarnNonCentralChiSquareDeviate(0.95, 7, 2);
+QuarnNonCentralStudentTProbability(-1.528, 20, 2);
+randomize(2024):
+QuarnPoissonRandomSample(5, 3.5);           # integer-valued variates
+QuarnEmpiricalDeviate(0.5, Vector([10, 20, 30, 40]), Vector([]), false);   # the sample's median
+
+# == Sampling: combinations of random variables, urns and the bootstrap
+randomize(2024):
+QuarnRandomSample(Vector(4), (x, y) -> x/y, [[0, [24, [0, 1]]], [0, [5, [3]]]], false);   # normal / chi-square
+QuarnAliasUrnSample(10, Vector([1, 3, 6]));                 # cells 0, 1, 2 with weights 1:3:6
+data := Vector([2.1, 3.4, 1.9, 5.6, 4.2, 3.3, 2.8, 4.9]):
+QuarnBootstrapSample(data, 2, 5, Vector([]));               # two resamples of five
+means := QuarnBootstrapStatistic(data, Vector([]), v -> add(x, x = v)/8, 8, 1000):   # 1000 resampled means
+QuarnQuantile(means, [0.025, 0.975], Vector([]), false, 7, true);   # a 95% bootstrap interval for the mean
+Digits := 10:
+
 # == Root finding on your own procedures
 Digits := 25:
 QuarnBrentMethod(2, x -> x^2, 0, 2, 1, 100);        # sqrt(2) to 25 digits

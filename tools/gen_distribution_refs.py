@@ -9,19 +9,30 @@ Writes two tables into tests/data:
   argument is a short binary fraction, so that it converts exactly at any
   Digits. Probabilities come from mpmath's own special functions (regularized
   incomplete gamma and beta, erfc), deviates from closed forms or from a root
-  finder on those probabilities, never from the library.
+  finder on those probabilities, never from the library. The integer-valued
+  families' probabilities are exact rational sums or mpmath's incomplete
+  gamma and beta, their deviates the smallest integer whose probability
+  reaches the level, found by stepping through the integers; the non-central
+  probabilities are the Poisson-mixture series of
+  tools/gen_numerics_reference.py.
 - distribution_moments.tsv: mean, variance and kurtosis (fourth central
   moment over the squared variance) of each family at the parameters of the
   conformance suite, by numerical integration of the textbook density, which
   is first checked to integrate to 1 and to agree with the distribution
-  function above where there is one.
+  function above where there is one; sums over the masses for the
+  integer-valued families; closed forms from the cumulants or the mixture
+  representation for the non-central ones.
 
 Usage: python3 tools/gen_distribution_refs.py
 """
+import math
 import os
+from fractions import Fraction
 
 import mpmath
 from mpmath import mp, mpf
+
+import gen_numerics_reference as numerics  # the non-central series (tools/)
 
 mp.dps = 150
 DIGITS_OUT = 70
@@ -120,8 +131,83 @@ DEVIATES = {
     "LogNormal": lambda u, mu, sigma: mp.exp(mu + sigma * mp.sqrt(2) * mp.erfinv(2 * u - 1)),
 }
 
+# --------------------------------------------------------- integer-valued
+# Lower-tail probabilities of the integer-valued families as the library
+# reduces x (floor, or truncation for the Poisson), by exact rational sums
+# (binomial, hypergeometric, discrete uniform, geometric) or mpmath's
+# regularized incomplete gamma and beta (Poisson, negative binomial).
+
+def exact(q):
+    return mpf(q.numerator) / q.denominator
+
+
+def binomial_cdf(x, n, p):
+    k, n, p = int(mp.floor(x)), int(n), Fraction(float(p))
+    return exact(sum(math.comb(n, j) * p ** j * (1 - p) ** (n - j) for j in range(0, min(k, n) + 1)))
+
+
+def hypergeometric_cdf(x, n, l, m):
+    if x < 0:
+        return mpf(0)
+    if x > l or x > m:
+        return mpf(1)
+    k, n, l, m = int(mp.floor(x)), int(n), int(l), int(m)
+    total = sum(math.comb(m, j) * math.comb(n - m, l - j) for j in range(0, k + 1) if 0 <= l - j <= n - m)
+    return exact(Fraction(total, math.comb(n, l)))
+
+
+DISCRETE_PROBABILITIES = {
+    "Bernoulli": lambda x, p: (1 - p) if x == 0 else (p if x == 1 else mpf(0)),
+    "Binomial": binomial_cdf,
+    "DiscreteUniform": lambda x, a, b: mpf(0) if mp.floor(x) < a else (
+        mpf(1) if mp.floor(x) > b else exact(Fraction(int(mp.floor(x) - a + 1), int(b - a + 1)))),
+    "Geometric": lambda x, p: mpf(0) if x < 0 else 1 - exact((1 - Fraction(float(p))) ** int(mp.floor(x) + 1)),
+    "Hypergeometric": hypergeometric_cdf,
+    "NegativeBinomial": lambda x, r, p: mp.betainc(r, mp.floor(x) + 1, 0, p, regularized=True),
+    "Poisson": lambda x, lam: mp.gammainc(int(x) + 1, lam, mp.inf, regularized=True),
+}
+
+
+def smallest_reaching(cdf, u, k=0):
+    """The smallest integer from k on whose cumulative probability reaches u."""
+    while cdf(mpf(k)) < u:
+        k += 1
+    return mpf(k)
+
+
+DISCRETE_DEVIATES = {
+    "Bernoulli": lambda u, p: mpf(0) if u <= 1 - p else mpf(1),
+    # The smallest point of the support (a) for u = 0.
+    "DiscreteUniform": lambda u, a, b: smallest_reaching(lambda k: DISCRETE_PROBABILITIES["DiscreteUniform"](k, a, b),
+                                                         u, int(a)),
+    **{family: (lambda f: lambda u, *params: smallest_reaching(lambda k: f(k, *params), u))(f)
+       for family, f in DISCRETE_PROBABILITIES.items() if family not in ("Bernoulli", "DiscreteUniform")},
+}
+
+NONCENTRAL_PROBABILITIES = {
+    "NonCentralBeta": lambda x, a, b, lam: numerics.nc_beta(x, a, b, lam),
+    "NonCentralChiSquare": lambda x, nu, lam: numerics.nc_chisq(x, nu, lam),
+    "NonCentralFRatio": lambda x, n1, n2, lam: numerics.nc_f(x, n1, n2, lam),
+    "NonCentralStudentT": lambda t, nu, delta: numerics.nc_t(t, nu, delta),
+}
+
 # (family, x or u, parameters...) as decimal strings of binary fractions.
+# Integer-valued deviates avoid levels equal to a cumulative probability.
 PROBABILITY_ROWS = [
+    ("Bernoulli", "0", "0.25"), ("Bernoulli", "1", "0.25"), ("Bernoulli", "2", "0.25"),
+    ("Binomial", "12", "50", "0.3125"), ("Binomial", "7.5", "20", "0.5"), ("Binomial", "0", "10", "0.125"),
+    ("DiscreteUniform", "3.875", "1", "6"), ("DiscreteUniform", "0", "1", "6"), ("DiscreteUniform", "7", "1", "6"),
+    ("Geometric", "0", "0.5"), ("Geometric", "-3", "0.5"), ("Geometric", "4.5", "0.25"),
+    ("Hypergeometric", "2", "10", "5", "4"), ("Hypergeometric", "5.5", "10", "5", "4"),
+    ("Hypergeometric", "12", "100", "30", "40"), ("Hypergeometric", "-1", "100", "30", "40"),
+    ("NegativeBinomial", "3", "5", "0.375"), ("NegativeBinomial", "0", "2", "0.75"),
+    ("Poisson", "3", "2.5"), ("Poisson", "3.75", "2.5"), ("Poisson", "150", "100"), ("Poisson", "0", "0.25"),
+    ("NonCentralBeta", "0.25", "2", "3", "1"), ("NonCentralBeta", "0.875", "0.5", "4", "6"),
+    ("NonCentralChiSquare", "3.5", "4", "2.5"), ("NonCentralChiSquare", "0.125", "1", "3"),
+    ("NonCentralFRatio", "2.5", "3", "7", "4"), ("NonCentralFRatio", "0.5", "10", "20", "1.5"),
+    ("NonCentralStudentT", "-1.5", "20", "2"), ("NonCentralStudentT", "1.25", "5", "1"),
+    ("NonCentralStudentT", "2", "3", "-0.5"),
+
     ("Cauchy", "3", "1", "2"), ("Cauchy", "-1.5", "0.5", "0.25"), ("Cauchy", "0", "0", "1"),
     ("Exponential", "-1", "2"), ("Exponential", "1.5", "2"), ("Exponential", "0.25", "0.5"),
     ("Gumbel", "0.5", "1", "2"), ("Gumbel", "3", "-1", "0.5"),
@@ -145,6 +231,14 @@ PROBABILITY_ROWS = [
 ]
 
 DEVIATE_ROWS = [
+    ("Bernoulli", "0.5", "0.25"), ("Bernoulli", "0.875", "0.25"),
+    ("Binomial", "0.5", "50", "0.3125"), ("Binomial", "0.0625", "1000", "0.5"), ("Binomial", "0.9990234375", "30", "0.25"),
+    ("DiscreteUniform", "0", "1", "6"), ("DiscreteUniform", "0.5", "1", "6"), ("DiscreteUniform", "1", "1", "6"),
+    ("Geometric", "0.8125", "0.5"), ("Geometric", "0.09375", "0.0625"),
+    ("Hypergeometric", "0.5", "100", "30", "40"), ("Hypergeometric", "1", "10", "3", "4"),
+    ("Hypergeometric", "0.015625", "1000", "500", "200"),
+    ("NegativeBinomial", "0.5", "3", "0.375"), ("NegativeBinomial", "0.96875", "2", "0.25"),
+    ("Poisson", "0.5", "0.25"), ("Poisson", "0.9375", "100"), ("Poisson", "0.03125", "1000"), ("Poisson", "0.75", "3.5"),
     ("Cauchy", "0.75", "0", "1"), ("Cauchy", "0.125", "1", "2"),
     ("Exponential", "0.5", "2"), ("Exponential", "0.875", "0.5"),
     ("Gumbel", "0.25", "1", "2"), ("Gumbel", "0.9375", "0", "1"),
@@ -231,6 +325,10 @@ MOMENT_ROWS = [
     ("Logistic", "1", "2"), ("LogNormal", "0.5", "0.5"), ("Maxwell", "2"), ("Moyal", "0.5", "2"), ("Normal", "1", "2"),
     ("Pareto", "1", "5"), ("Power", "2", "3"), ("Rayleigh", "2"), ("StudentT", "5"), ("Triangular", "0", "3", "1"),
     ("Uniform", "2", "4"), ("Weibull", "2", "1.5"),
+    ("Bernoulli", "0.25"), ("Binomial", "20", "0.375"), ("DiscreteUniform", "1", "6"), ("Geometric", "0.25"),
+    ("Hypergeometric", "20", "8", "5"), ("NegativeBinomial", "3", "0.375"), ("Poisson", "3.5"),
+    ("NonCentralBeta", "2", "3", "1"), ("NonCentralChiSquare", "3", "2"), ("NonCentralFRatio", "5", "20", "2"),
+    ("NonCentralStudentT", "10", "1"),
 ]
 
 
@@ -251,6 +349,80 @@ def moments(family, params):
     return mean, var, fourth / var ** 2
 
 
+# Masses of the integer-valued families on the conformance suite's
+# parameters, with a range of k beyond which the rest is below 1e-45.
+MASSES = {
+    "Bernoulli": (lambda k, p: 1 - p if k == 0 else p, lambda p: range(0, 2)),
+    "Binomial": (lambda k, n, p: mp.binomial(n, k) * p ** k * (1 - p) ** (n - k), lambda n, p: range(0, int(n) + 1)),
+    "DiscreteUniform": (lambda k, a, b: 1 / (b - a + 1), lambda a, b: range(int(a), int(b) + 1)),
+    "Geometric": (lambda k, p: p * (1 - p) ** k, lambda p: range(0, 600)),
+    "Hypergeometric": (lambda k, n, l, m: mp.binomial(m, k) * mp.binomial(n - m, l - k) / mp.binomial(n, l),
+                       lambda n, l, m: range(int(max(0, l + m - n)), int(min(l, m)) + 1)),
+    "NegativeBinomial": (lambda k, r, p: mp.binomial(k + r - 1, k) * p ** r * (1 - p) ** k, lambda r, p: range(0, 600)),
+    "Poisson": (lambda k, lam: mp.exp(k * mp.log(lam) - lam - mp.loggamma(k + 1)), lambda lam: range(0, 200)),
+}
+
+
+def central_moments(raw):
+    """Mean, variance and kurtosis from the raw moments E X, ..., E X^4."""
+    m1, m2, m3, m4 = raw
+    var = m2 - m1 ** 2
+    fourth = m4 - 4 * m1 * m3 + 6 * m1 ** 2 * m2 - 3 * m1 ** 4
+    return m1, var, fourth / var ** 2
+
+
+def discrete_moments(family, params):
+    mass, support = MASSES[family]
+    ks = support(*params)
+    total = mp.fsum(mass(mpf(k), *params) for k in ks)
+    assert abs(total - 1) < mpf(10) ** -30, (family, total)
+    return central_moments([mp.fsum(mpf(k) ** r * mass(mpf(k), *params) for k in ks) for r in range(1, 5)])
+
+
+def chi2_raw_moments(nu, lam):
+    """E X^r, r = 1..4, of the non-central chi-square from its cumulants
+    2^(r-1) (r-1)! (nu + r lambda)."""
+    k1, k2, k3, k4 = [2 ** (r - 1) * mp.factorial(r - 1) * (nu + r * lam) for r in range(1, 5)]
+    return [k1, k2 + k1 ** 2, k3 + 3 * k2 * k1 + k1 ** 3, k4 + 4 * k3 * k1 + 3 * k2 ** 2 + 6 * k2 * k1 ** 2 + k1 ** 4]
+
+
+def nc_beta_raw_moments(a, b, lam):
+    """E X^r of the non-central beta: the Poisson mixture of the beta moments
+    prod_{i<r} (a + j + i) / (a + j + b + i)."""
+    mu = lam / 2
+    out = []
+    for r in range(1, 5):
+        term = lambda j: mp.exp(j * mp.log(mu) - mu - mp.loggamma(j + 1)) * mp.fprod(
+            (a + j + i) / (a + j + b + i) for i in range(r))
+        out.append(mp.nsum(term, [0, mp.inf]))
+    return out
+
+
+def nc_t_raw_moments(nu, delta):
+    """E T^r = E (Z + delta)^r nu^(r/2) E V^(-r/2), V ~ chi-square(nu)."""
+    z = [delta, 1 + delta ** 2, delta ** 3 + 3 * delta, delta ** 4 + 6 * delta ** 2 + 3]
+    return [z[r - 1] * nu ** (mpf(r) / 2) * 2 ** (-mpf(r) / 2) * mp.gamma(nu / 2 - mpf(r) / 2) / mp.gamma(nu / 2)
+            for r in range(1, 5)]
+
+
+def nc_f_raw_moments(n1, n2, lam):
+    """E F^r = (n2 / n1)^r E X^r E Y^-r, X non-central chi-square, Y ~ chi-square(n2)."""
+    x = chi2_raw_moments(n1, lam)
+    return [(n2 / n1) ** r * x[r - 1] * 2 ** (-r) * mp.gamma(n2 / 2 - r) / mp.gamma(n2 / 2) for r in range(1, 5)]
+
+
+NONCENTRAL_MOMENTS = {
+    "NonCentralBeta": nc_beta_raw_moments,
+    "NonCentralChiSquare": chi2_raw_moments,
+    "NonCentralFRatio": nc_f_raw_moments,
+    "NonCentralStudentT": nc_t_raw_moments,
+}
+
+
+def noncentral_moments(family, params):
+    return central_moments(NONCENTRAL_MOMENTS[family](*params))
+
+
 def write(path, header, lines):
     with open(path, "w") as out:
         out.write("# generated by tools/gen_distribution_refs.py with mpmath %s at %d digits\n"
@@ -263,17 +435,24 @@ def write(path, header, lines):
 def main():
     data = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "data")
     lines = []
-    for op, rows, table in (("Probability", PROBABILITY_ROWS, PROBABILITIES), ("Deviate", DEVIATE_ROWS, DEVIATES)):
+    probabilities = {**PROBABILITIES, **DISCRETE_PROBABILITIES, **NONCENTRAL_PROBABILITIES}
+    deviates = {**DEVIATES, **DISCRETE_DEVIATES}
+    for op, rows, table in (("Probability", PROBABILITY_ROWS, probabilities), ("Deviate", DEVIATE_ROWS, deviates)):
         for family, *args in rows:
             value = table[family](*[mpf(a) for a in args])
-            text = mp.nstr(value, DIGITS_OUT, strip_zeros=False, min_fixed=1, max_fixed=0)
+            if family in DISCRETE_DEVIATES and op == "Deviate":
+                text = str(int(value))
+            else:
+                text = mp.nstr(value, DIGITS_OUT, strip_zeros=False, min_fixed=1, max_fixed=0)
             lines.append("Quarn%s%s\t%s\t%s" % (family, op, ",".join(args), text))
     write(os.path.join(data, "distribution_refs.tsv"), "# entry\targuments\tvalue", lines)
 
     mp.dps = 40
     lines = []
     for family, *args in MOMENT_ROWS:
-        m = moments(family, [mpf(a) for a in args])
+        params = [mpf(a) for a in args]
+        m = discrete_moments(family, params) if family in MASSES else (
+            noncentral_moments(family, params) if family in NONCENTRAL_MOMENTS else moments(family, params))
         lines.append("%s\t%s\t%s" % (family, ",".join(args), "\t".join(mp.nstr(v, 20) for v in m)))
     write(os.path.join(data, "distribution_moments.tsv"), "# family\tparameters\tmean\tvariance\tkurtosis", lines)
 

@@ -75,6 +75,16 @@ slong PrefactorBits(slong prec, double magnitude) { return prec + MagnitudeBits(
 
 }  // namespace
 
+void LogPoissonTerm(arb_ptr res, arb_srcptr s, arb_srcptr z, slong prec) {
+  Ball t;
+  arb_log(res, z, prec);
+  arb_mul(res, res, s, prec);
+  arb_sub(res, res, z, prec);
+  arb_add_ui(t, s, 1, prec);
+  arb_hypgeom_lgamma(t, t, prec);
+  arb_sub(res, res, t, prec);
+}
+
 void LogBeta(arb_ptr res, arb_srcptr a, arb_srcptr b, slong prec) {
   double size = std::fabs(Mid(a) * std::log(Mid(a) + 1.0)) + std::fabs(Mid(b) * std::log(Mid(b) + 1.0));
   slong wp = PrefactorBits(prec, size);
@@ -100,13 +110,7 @@ void GammaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec) {
   Ball pre, t;
   {
     double size = std::fabs(ad * std::log(zd)) + zd + std::fabs(std::lgamma(ad + 1.0));
-    slong pp = PrefactorBits(wp, size);
-    arb_log(pre, z, pp);
-    arb_mul(pre, pre, a, pp);
-    arb_sub(pre, pre, z, pp);
-    arb_add_ui(t, a, 1, pp);
-    arb_hypgeom_lgamma(t, t, pp);
-    arb_sub(pre, pre, t, pp);
+    LogPoissonTerm(pre, a, z, PrefactorBits(wp, size));
     arb_exp(pre, pre, wp);
   }
   // sum_k z^k / (a+1)_k: the ratio z / (a + k + 1) after t_k falls with k.

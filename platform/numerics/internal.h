@@ -145,6 +145,11 @@ void GammaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec);
 // non-finite ball when it would take more than a few million terms.
 void BetaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, slong prec);
 
+// s log z - z - log Gamma(s + 1), the log of the Poisson-type term
+// z^s e^-z / Gamma(s + 1), to absolute accuracy about 2^-prec (the caller
+// adds the bits the size of the summands costs).
+void LogPoissonTerm(arb_ptr res, arb_srcptr s, arb_srcptr z, slong prec);
+
 // log Gamma(a) + log Gamma(b) - log Gamma(a + b).
 void LogBeta(arb_ptr res, arb_srcptr a, arb_srcptr b, slong prec);
 

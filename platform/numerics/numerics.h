@@ -57,6 +57,56 @@ void QuarnMP_g01eec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat tol, Qu
 // Gamma with shape a > 0 and scale b > 0 at g >= 0 (lower or upper tail).
 QuarnFloat QuarnMP_g01efc(Nag_TailProbability tail, QuarnFloat g, QuarnFloat a, QuarnFloat b, NagError* fail);
 
+// ------------------------------------------------- discrete distributions
+// Each gives *plek = P(X <= k), *pgtk = P(X > k) and *peqk = P(X = k), each
+// correctly rounded (the tail beyond k on the side away from the mean is
+// summed directly, the other is its complement). For k outside the support
+// the three are the exact 0 and 1 of that k (the double-precision original
+// refuses k < 0 and k beyond the support instead); every other argument is
+// checked. The variance may be up to 10^9 (the original stops at 10^6,
+// NE_VARIANCE_TOO_LARGE beyond): the tail sums cost about sqrt(variance)
+// terms, so n = 10^9 or a Poisson mean of 10^8 take tens of milliseconds.
+
+// Binomial: n >= 0 trials, success probability 0 < p < 1.
+void QuarnMP_g01bjc(long n, QuarnFloat p, long k, QuarnFloat* plek, QuarnFloat* pgtk, QuarnFloat* peqk,
+                    NagError* fail);
+
+// Poisson with mean rlamda > 0.
+void QuarnMP_g01bkc(QuarnFloat rlamda, long k, QuarnFloat* plek, QuarnFloat* pgtk, QuarnFloat* peqk,
+                    NagError* fail);
+
+// Hypergeometric: a sample of l from a population of n of which m are
+// marked holds k marked; 0 <= l <= n, 0 <= m <= n.
+void QuarnMP_g01blc(long n, long l, long m, long k, QuarnFloat* plek, QuarnFloat* pgtk, QuarnFloat* peqk,
+                    NagError* fail);
+
+// ------------------------------------------------ non-central distributions
+// Lower-tail probabilities P(X <= x), correctly rounded. Each is a Poisson
+// mixture of central probabilities, summed as one series of positive terms
+// (or, where the lower tail is close to 1, the upper tail as such a series)
+// from where its terms matter; tol is accepted for the original's argument
+// list and does not loosen the result. max_iter (>= 1) bounds the terms on
+// each side of the largest term: when the working precision needs more, the
+// routine fails with NE_TOO_MANY_ITER and says how many it needs.
+
+// Non-central t with df > 0 degrees of freedom and non-centrality delta.
+QuarnFloat QuarnMP_g01gbc(QuarnFloat t, QuarnFloat df, QuarnFloat delta, QuarnFloat tol, long max_iter,
+                          NagError* fail);
+
+// Non-central chi-square, x >= 0, df >= 0, lambda >= 0, not both 0.
+QuarnFloat QuarnMP_g01gcc(QuarnFloat x, QuarnFloat df, QuarnFloat lambda, QuarnFloat tol, long max_iter,
+                          NagError* fail);
+
+// Non-central F, f >= 0, 0 < df1, df2 <= 1e6, lambda >= 0.
+QuarnFloat QuarnMP_g01gdc(QuarnFloat f, QuarnFloat df1, QuarnFloat df2, QuarnFloat lambda, QuarnFloat tol,
+                          long max_iter, NagError* fail);
+
+// Non-central beta, 0 <= x <= 1, 0 < a, b <= 1e6, lambda >= 0 (the
+// non-centrality of the chi-square in the numerator: X/(X + Y) with
+// X ~ chi-square(2a, lambda), Y ~ chi-square(2b)).
+QuarnFloat QuarnMP_g01gec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat lambda, QuarnFloat tol,
+                          long max_iter, NagError* fail);
+
 // ----------------------------------------------------------------- deviates
 
 // Standard normal deviate for 0 < p < 1 in the given tail (two-tail forms

@@ -1,6 +1,6 @@
-// Continuous probability distributions: lower- and upper-tail
-// probabilities, deviates (quantiles) of either tail, densities, random
-// variates and the host entries that offer them.
+// Probability distributions: lower- and upper-tail probabilities, deviates
+// (quantiles) of either tail, densities, random variates and the host
+// entries that offer them.
 //
 // For each family of families.inc (which documents the parameters):
 //   QuarnFloat STATS_<D>Probability_MP(kv, QuarnFloat x, parameters...)   P(X <= x)
@@ -23,6 +23,15 @@
 // the host's seed reproduces them; the normal and exponential variates use
 // ziggurat tables built at the working precision and rebuilt only when it
 // grows, so a seed reproduces a variate for the same table precision.
+//
+// The integer-valued families (Bernoulli, Binomial, DiscreteUniform,
+// Geometric, Hypergeometric, NegativeBinomial, Poisson) return their
+// deviates as long integers (the host gets an integer) and their variates as
+// integral floats; their probabilities and deviates reduce x to an integer
+// as each says. The non-central families take an accuracy tol after their
+// parameters in the probability and the deviate (the entries make it from
+// Digits) and read the iteration limit _EnvStatisticsIterations. Neither
+// has upper-tail or density functions.
 //
 // Every probability, deviate and density of a continuous family is within an
 // ulp of the exact function at its (binary) inputs. Closed forms: Cauchy,
@@ -55,6 +64,14 @@
 #define STATS_DIST_DECLARE_Probability_Real(N, P)                                                   \
   STATS_DIST_API QuarnFloat STATS_##N##Probability_MP(QKernel kv, QuarnFloat x, STATS_DIST_OPEN P); \
   STATS_DIST_DECLARE_ENTRY(N, Probability)
+#define STATS_DIST_DECLARE_Probability_Mass(N, P)                                               \
+  STATS_DIST_API QuarnFloat STATS_##N##Probability_MP(QKernel kv, long x, STATS_DIST_OPEN P); \
+  STATS_DIST_DECLARE_ENTRY(N, Probability)
+#define STATS_DIST_DECLARE_Probability_Tolerance(N, P)                                                             \
+  STATS_DIST_API QuarnFloat STATS_##N##Probability_MP(QKernel kv, QuarnFloat x, STATS_DIST_OPEN P, QuarnFloat tol); \
+  STATS_DIST_DECLARE_ENTRY(N, Probability)
+#define STATS_DIST_DECLARE_Probability_ToleranceEvalf STATS_DIST_DECLARE_Probability_Tolerance
+#define STATS_DIST_DECLARE_Probability_ToleranceTenth STATS_DIST_DECLARE_Probability_Tolerance
 #define STATS_DIST_DECLARE_Probability_None(N, P)
 
 #define STATS_DIST_DECLARE_Deviate_Real(N, P)                                                   \
@@ -62,6 +79,12 @@
   STATS_DIST_DECLARE_ENTRY(N, Deviate)
 #define STATS_DIST_DECLARE_Deviate_Integer(N, P)                                          \
   STATS_DIST_API long STATS_##N##Deviate_MP(QKernel kv, QuarnFloat u, STATS_DIST_OPEN P); \
+  STATS_DIST_DECLARE_ENTRY(N, Deviate)
+#define STATS_DIST_DECLARE_Deviate_IntegerLocal(N, P)                   \
+  long STATS_##N##Deviate_MP(QKernel kv, QuarnFloat u, STATS_DIST_OPEN P); \
+  STATS_DIST_DECLARE_ENTRY(N, Deviate)
+#define STATS_DIST_DECLARE_Deviate_Tolerance(N, P)                                                             \
+  STATS_DIST_API QuarnFloat STATS_##N##Deviate_MP(QKernel kv, QuarnFloat u, STATS_DIST_OPEN P, QuarnFloat tol); \
   STATS_DIST_DECLARE_ENTRY(N, Deviate)
 #define STATS_DIST_DECLARE_Deviate_None(N, P)
 
@@ -77,18 +100,27 @@
   STATS_DIST_DECLARE_ENTRY(N, Density)
 #define STATS_DIST_DECLARE_Density_None(N, P)
 
-#define STATS_DIST_DECLARE_VARIATES(N, P)                                               \
+// The explicit variate, and the parameter-array overload where the kind has
+// one.
+#define STATS_DIST_DECLARE_ARRAY_VARIATE(N) \
+  STATS_DIST_API QuarnFloat STATS_##N##RandomVariate_MP(QKernel kv, const QuarnFloat* p);
+#define STATS_DIST_DECLARE_Variate_Inversion(N, P)                                      \
   STATS_DIST_API QuarnFloat STATS_##N##RandomVariate_MP(QKernel kv, STATS_DIST_OPEN P); \
-  STATS_DIST_API QuarnFloat STATS_##N##RandomVariate_MP(QKernel kv, const QuarnFloat* p); \
-  STATS_DIST_DECLARE_ENTRY(N, RandomVariate)                                            \
-  STATS_DIST_DECLARE_ENTRY(N, RandomSample)
+  STATS_DIST_DECLARE_ARRAY_VARIATE(N)
+#define STATS_DIST_DECLARE_Variate_Own STATS_DIST_DECLARE_Variate_Inversion
+#define STATS_DIST_DECLARE_Variate_Explicit(N, P) \
+  STATS_DIST_API QuarnFloat STATS_##N##RandomVariate_MP(QKernel kv, STATS_DIST_OPEN P);
+#define STATS_DIST_DECLARE_Variate_Flag(N, P) \
+  STATS_DIST_API QuarnFloat STATS_##N##RandomVariate_MP(QKernel kv, STATS_DIST_OPEN P, int flag);
 
 #define FAMILY(N, P, A, PROBABILITY, DEVIATE, UPPER, DENSITY, VARIATE, SAMPLE) \
   STATS_DIST_DECLARE_Probability_##PROBABILITY(N, P)                          \
   STATS_DIST_DECLARE_Deviate_##DEVIATE(N, P)                                  \
   STATS_DIST_DECLARE_Upper_##UPPER(N, P)                                      \
   STATS_DIST_DECLARE_Density_##DENSITY(N, P)                                  \
-  STATS_DIST_DECLARE_VARIATES(N, P)
+  STATS_DIST_DECLARE_Variate_##VARIATE(N, P)                                  \
+  STATS_DIST_DECLARE_ENTRY(N, RandomVariate)                                  \
+  STATS_DIST_DECLARE_ENTRY(N, RandomSample)
 #include "stats/distributions/families.inc"
 #undef FAMILY
 
@@ -114,6 +146,18 @@ STATS_DIST_API QuarnFloat STATS_NormalDeviateApprox_MP(QKernel kv, QuarnFloat u)
 STATS_DIST_API QuarnFloat STATS_NormalWApprox_MP(QKernel kv, QuarnFloat p, QuarnFloat a, QuarnFloat b);
 STATS_DIST_DECLARE_ENTRY(Normal, DeviateApprox)
 STATS_DIST_DECLARE_ENTRY(Normal, WApprox)
+
+// ---------------------------------------------------------------- empirical
+// The quantile (method 1) at u of n points, weighted when weights is not
+// null; the undefined float for an empty sample. The entries take (u,
+// points, weights, ignore missing), (points, weights, ignore missing) and
+// (n, points, weights, ignore missing).
+STATS_DIST_API QuarnFloat STATS_EmpiricalDeviate_MP(QKernel kv, QuarnFloat u, int n, QuarnFloat* points,
+                                                    QuarnFloat* weights);
+QuarnFloat STATS_EmpiricalRandomVariate_MP(QKernel kv, int n, QuarnFloat* points, QuarnFloat* weights);
+STATS_DIST_DECLARE_ENTRY(Empirical, Deviate)
+STATS_DIST_DECLARE_ENTRY(Empirical, RandomVariate)
+STATS_DIST_DECLARE_ENTRY(Empirical, RandomSample)
 
 // The Error distribution's deviate: (u, F, f, a, b, c) with host procedures F
 // (its distribution function) and f (its density); Newton's method from

@@ -4,10 +4,13 @@
 
 #include <cstring>
 #include <functional>
+#include <tuple>
 
 #include "platform/float/quarnfloat.h"
 #include "platform/host/quarnc.h"
 #include "platform/numerics/nag.h"
+#include "stats/frame/adapters.h"
+#include "stats/frame/sample.h"
 
 namespace quarnstats::dist {
 
@@ -53,6 +56,24 @@ auto CallDeviateRoutine(QKernel kv, const QuarnFloat& u, const char* upper_entry
 // "QuarnBetaDeviate"; the message is "<entry> expects <n> arguments,
 // received: %1" apart from the few entries whose wording differs.
 void CheckCount(QKernel kv, HostObject args, int n, const char* entry);
+
+// A distribution's cumulative probability at x with its parameters fixed,
+// as a callback adapter for the root finders: Evaluate(x) is
+// Probability(kernel, x, parameters...).
+template <auto Probability, class... P>
+class ProbabilityAdapter : public STATS_QuarnCallbackAdapter_MP {
+ public:
+  ProbabilityAdapter(QKernel kv, P... parameters) : STATS_QuarnCallbackAdapter_MP(kv), parameters_(parameters...) {}
+  QuarnFloat Evaluate(QuarnFloat x) override {
+    return std::apply([&](const P&... p) { return Probability(kv_, x, p...); }, parameters_);
+  }
+
+ private:
+  std::tuple<P...> parameters_;
+};
+
+// The length of a sample entry's first argument (a non-negative integer).
+using quarnstats::SampleLength;
 
 // Pi at the working precision, from the host name Pi.
 QuarnFloat HostPi(QKernel kv);

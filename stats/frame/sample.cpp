@@ -59,6 +59,13 @@ size_t RTableSize(QKernel kv, HostObject rt) {
   return hi >= lo ? static_cast<size_t>(hi - lo + 1) : 0;
 }
 
+int32_t SampleLength(QKernel kv, HostObject arg) {
+  if (!IsQuarnInteger32(kv, arg) || QuarnToInteger32(kv, arg) < 0) {
+    QuarnRaiseError1(kv, "the sample size must be a non-negative integer, received: %1", arg);
+  }
+  return QuarnToInteger32(kv, arg);
+}
+
 _SampleVector::_SampleVector(QKernel kv, HostObject rtable) : source_(rtable), kv_(kv) {
   if (!IsQuarnRTable(kv, rtable)) QuarnRaiseError1(kv, "invalid data sample, expected: rtable, received %1", rtable);
   size_ = RTableSize(kv, rtable);
@@ -171,11 +178,11 @@ SampleArrays ReadSample(QKernel kv, const _DataSample& sample, bool ignore_missi
   return {n, points, weights};
 }
 
-HostObject CreateResultVector(QKernel kv, long n) {
+HostObject CreateResultVector(QKernel kv, long n, int data_type) {
   RTableSettingsRecord rts;
   RTableGetDefaults(kv, &rts);
   rts.num_dimensions = 1;
-  rts.data_type = RTABLE_DAG;
+  rts.data_type = data_type;
   int bounds[2] = {1, static_cast<int>(n)};
   return RTableCreate(kv, &rts, nullptr, bounds);
 }

@@ -5,6 +5,7 @@
 #define QUARN_STATS_FRAME_SAMPLE_H
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 
 #include "platform/float/quarnfloat.h"
@@ -78,14 +79,20 @@ struct SampleArrays {
 };
 SampleArrays ReadSample(QKernel kv, const _DataSample& sample, bool ignore_missing, bool copy = false);
 
-// A new general-type rtable 1..n without initial data.
-HostObject CreateResultVector(QKernel kv, long n);
+// A new general-type rtable 1..n without initial data (of another data
+// type when one is given).
+HostObject CreateResultVector(QKernel kv, long n, int data_type = RTABLE_DAG);
 // An rtable to assign n floats into: the argument itself when it is a
 // rectangular general rtable, or a new one of the size it gives.
 HostObject GetOutputVector(QKernel kv, HostObject arg);
 
 // Number of elements of an rtable's first dimension.
 size_t RTableSize(QKernel kv, HostObject rt);
+
+// The length of a random sample given by the host: a non-negative integer
+// of 32 bits; raises "the sample size must be a non-negative integer,
+// received: %1" for anything else.
+int32_t SampleLength(QKernel kv, HostObject arg);
 
 }  // namespace quarnstats
 

@@ -123,15 +123,23 @@ struct Family {
   const char* name;
   const char* parameters;  // as written in families.inc: "(QuarnFloat b, QuarnFloat c)"
   const char* probability;
+  bool mass;  // the probability entry gives P(X = x) rather than P(X <= x)
   const char* deviate;
   bool upper;
   bool density;
   const char* variate;
 };
-#define STATS_REF_PROBABILITY_Real "a float in [0, 1]"
-#define STATS_REF_PROBABILITY_None nullptr
+// A probability kind gives the result and whether it is a mass.
+#define STATS_REF_PROBABILITY_Real "a float in [0, 1]", false
+#define STATS_REF_PROBABILITY_Mass "a float in [0, 1]", true
+#define STATS_REF_PROBABILITY_Tolerance STATS_REF_PROBABILITY_Real
+#define STATS_REF_PROBABILITY_ToleranceEvalf STATS_REF_PROBABILITY_Real
+#define STATS_REF_PROBABILITY_ToleranceTenth STATS_REF_PROBABILITY_Real
+#define STATS_REF_PROBABILITY_None nullptr, false
 #define STATS_REF_DEVIATE_Real "a float"
+#define STATS_REF_DEVIATE_Tolerance "a float"
 #define STATS_REF_DEVIATE_Integer "an integer"
+#define STATS_REF_DEVIATE_IntegerLocal "an integer"
 #define STATS_REF_DEVIATE_None nullptr
 #define STATS_REF_UPPER_Real true
 #define STATS_REF_UPPER_None false
@@ -139,6 +147,8 @@ struct Family {
 #define STATS_REF_DENSITY_None false
 #define STATS_REF_VARIATE_Inversion "by inversion: the quantile at one uniform draw"
 #define STATS_REF_VARIATE_Own "by an algorithm of its own"
+#define STATS_REF_VARIATE_Explicit STATS_REF_VARIATE_Own
+#define STATS_REF_VARIATE_Flag STATS_REF_VARIATE_Own
 // Every kind of sample (Standard, Own) is an entry. Columns after these are
 // ignored: a new kind of family entry gets its page in AddFamily.
 #define FAMILY(N, P, A, PROB, DEV, UPPER, DENSITY, VAR, SAMPLE, ...)                                   \
@@ -171,16 +181,19 @@ struct CountedEntry {
 #define MANIPULATION_ENTRY STATS_REF_COUNTED
 #define SMOOTHING_ENTRY STATS_REF_COUNTED
 #define INVERSE_ENTRY STATS_REF_COUNTED
+#define SAMPLING_ENTRY STATS_REF_COUNTED
 const std::vector<CountedEntry> kCountedEntries = {
 #include "stats/descriptive/entries.inc"
 #include "stats/manipulation/entries.inc"
 #include "stats/smoothing/entries.inc"
 #include "stats/sampling/inverse.inc"
+#include "stats/sampling/entries.inc"
 };
 #undef DESCRIPTIVE_ENTRY
 #undef MANIPULATION_ENTRY
 #undef SMOOTHING_ENTRY
 #undef INVERSE_ENTRY
+#undef SAMPLING_ENTRY
 #undef STATS_REF_COUNTED
 
 // "?, ?, ?" for an entry of n arguments.
@@ -244,8 +257,10 @@ void AddFamily(const Family& f, std::vector<Page>* out) {
   };
   const std::string with = ex.empty() ? "" : ", " + ex;
   if (f.probability) {
-    add("Probability", "P(X <= x), the lower-tail probability, of " + law + ".", "x: the point", "x", f.probability,
-        (doc ? doc->point : "") + with);
+    add("Probability",
+        (f.mass ? "P(X = x), the probability mass at the integer x, of " : "P(X <= x), the lower-tail probability, of ") +
+            law + ".",
+        "x: the point", "x", f.probability, (doc ? doc->point : "") + with);
   }
   if (f.deviate) {
     bool integer = std::strcmp(f.deviate, "an integer") == 0;
@@ -269,12 +284,15 @@ void AddFamily(const Family& f, std::vector<Page>* out) {
     add("Density", "The probability density at x of " + law + ".", "x: the point", "x", "a float",
         (doc ? doc->point : "") + with);
   }
+  // The variates of an integer-valued family are its integers as floats.
+  const bool integers = f.deviate && std::strcmp(f.deviate, "an integer") == 0;
   add("RandomVariate",
       "One random variate of " + law + ", " + f.variate +
           ", from the host's random source (randomize(n) makes it reproducible).",
-      "", "", "a float", ex);
+      "", "", integers ? "a float with an integer value" : "a float", ex);
   add("RandomSample", "A Vector of n independent random variates of " + law + ", drawn in index order.",
-      "n: the number of variates", "n", "a Vector 1..n of floats", "5" + with);
+      "n: the number of variates", "n",
+      integers ? "a Vector 1..n of floats with integer values" : "a Vector 1..n of floats", "5" + with);
 }
 
 // Entries of the distribution folder written by hand (no family kind makes

@@ -41,7 +41,7 @@ using quarn::test::MeasureUlps;
 struct Row {
   long digits = 0;
   char tail = '-';
-  std::string in[3];
+  std::vector<std::string> in;
   std::vector<std::string> values;
   int line = 0;
 };
@@ -52,7 +52,8 @@ std::string SourceDir() {
   return file.substr(0, file.rfind("/tests/"));
 }
 
-std::vector<Row> LoadTable(const std::string& routine) {
+// A routine's table: digits, tail, `inputs` inputs, then the values.
+std::vector<Row> LoadTable(const std::string& routine, int inputs) {
   std::string path = SourceDir() + "/tests/data/numerics_" + routine + ".tsv";
   std::ifstream in(path);
   EXPECT_TRUE(in.good()) << "missing " << path;
@@ -66,15 +67,15 @@ std::vector<Row> LoadTable(const std::string& routine) {
     std::stringstream ss(line);
     std::string cell;
     while (std::getline(ss, cell, '\t')) f.push_back(cell);
-    if (f.size() < 6) {
+    if (f.size() < static_cast<size_t>(3 + inputs)) {
       ADD_FAILURE() << path << ":" << number << ": malformed row";
       continue;
     }
     Row r;
     r.digits = std::stol(f[0]);
     r.tail = f[1][0];
-    for (int i = 0; i < 3; ++i) r.in[i] = f[2 + i];
-    r.values.assign(f.begin() + 5, f.end());
+    r.in.assign(f.begin() + 2, f.begin() + 2 + inputs);
+    r.values.assign(f.begin() + 2 + inputs, f.end());
     r.line = number;
     rows.push_back(r);
   }
@@ -110,12 +111,26 @@ struct Routine {
   const char* name;
   Call call;
   std::vector<const char*> outputs = {};  // names of several outputs, for the report
+  int inputs = 3;                         // input columns of its table
 };
 
 // Test names and failure messages show the routine's name.
 void PrintTo(const Routine& r, std::ostream* os) { *os << r.name; }
 
 QuarnFloat In(const Row& r, int i) { return Input(r.in[i]); }
+long Int(const Row& r, int i) { return FloatToInt(Input(r.in[i])); }
+
+// The series routines' iteration limit in the tables: enough for every row
+// (the limit's own failure is checked in properties_test).
+constexpr long kSeriesTerms = 1000000;
+
+// The three outputs of a discrete routine.
+template <class F>
+std::vector<QuarnFloat> Three(F&& routine) {
+  QuarnFloat plek, pgtk, peqk;
+  routine(&plek, &pgtk, &peqk);
+  return {plek, pgtk, peqk};
+}
 
 const std::vector<Routine>& Routines() {
   static const std::vector<Routine> routines = {
@@ -153,6 +168,45 @@ const std::vector<Routine>& Routines() {
        [](const Row& r, NagError* f) {
          return std::vector{QuarnMP_g01ffc(In(r, 0), In(r, 1), In(r, 2), QuarnFloat(0.0), f)};
        }},
+      {"g01bjc",
+       [](const Row& r, NagError* f) {
+         return Three([&](QuarnFloat* a, QuarnFloat* b, QuarnFloat* c) {
+           QuarnMP_g01bjc(Int(r, 0), In(r, 1), Int(r, 2), a, b, c, f);
+         });
+       },
+       {"plek", "pgtk", "peqk"}},
+      {"g01bkc",
+       [](const Row& r, NagError* f) {
+         return Three([&](QuarnFloat* a, QuarnFloat* b, QuarnFloat* c) { QuarnMP_g01bkc(In(r, 0), Int(r, 1), a, b, c, f); });
+       },
+       {"plek", "pgtk", "peqk"}},
+      {"g01blc",
+       [](const Row& r, NagError* f) {
+         return Three([&](QuarnFloat* a, QuarnFloat* b, QuarnFloat* c) {
+           QuarnMP_g01blc(Int(r, 0), Int(r, 1), Int(r, 2), Int(r, 3), a, b, c, f);
+         });
+       },
+       {"plek", "pgtk", "peqk"}, 4},
+      {"g01gbc",
+       [](const Row& r, NagError* f) {
+         return std::vector{QuarnMP_g01gbc(In(r, 0), In(r, 1), In(r, 2), QuarnFloat(0.0), kSeriesTerms, f)};
+       }},
+      {"g01gcc",
+       [](const Row& r, NagError* f) {
+         return std::vector{QuarnMP_g01gcc(In(r, 0), In(r, 1), In(r, 2), QuarnFloat(0.0), kSeriesTerms, f)};
+       }},
+      {"g01gdc",
+       [](const Row& r, NagError* f) {
+         return std::vector{
+             QuarnMP_g01gdc(In(r, 0), In(r, 1), In(r, 2), In(r, 3), QuarnFloat(0.0), kSeriesTerms, f)};
+       },
+       {}, 4},
+      {"g01gec",
+       [](const Row& r, NagError* f) {
+         return std::vector{
+             QuarnMP_g01gec(In(r, 0), In(r, 1), In(r, 2), In(r, 3), QuarnFloat(0.0), kSeriesTerms, f)};
+       },
+       {}, 4},
   };
   return routines;
 }
@@ -169,12 +223,13 @@ class ReferenceTable : public testing::TestWithParam<Routine> {};
 
 TEST_P(ReferenceTable, WithinOneUlpAtEveryDigits) {
   const Routine& routine = GetParam();
-  std::vector<Row> rows = LoadTable(routine.name);
+  std::vector<Row> rows = LoadTable(routine.name, routine.inputs);
   ASSERT_FALSE(rows.empty());
   for (const Row& r : rows) {
     ScopedDigits digits(r.digits);
-    std::string where = std::string(routine.name) + " line " + std::to_string(r.line) + " (" + r.tail + ", " +
-                        r.in[0] + ", " + r.in[1] + ", " + r.in[2] + ")";
+    std::string where = std::string(routine.name) + " line " + std::to_string(r.line) + " (" + r.tail;
+    for (const std::string& in : r.in) where += ", " + in;
+    where += ")";
     SCOPED_TRACE(where + " at Digits " + std::to_string(r.digits));
     NagError fail{};
     std::vector<QuarnFloat> got = routine.call(r, &fail);

@@ -48,6 +48,73 @@ bool WithinUlps(const QuarnFloat& a, double b, int ulps) {
 
 // ---------------------------------------------------------------- identities
 
+// The discrete and non-central routines against the continuous ones on the
+// same number (each correctly rounded, so identical): the binomial lower
+// tail is I_{1-p}(n - k, k + 1), the Poisson lower tail Q(k + 1, lambda),
+// the hypergeometric law is symmetric in its two counts, and a
+// non-centrality of 0 gives the central laws; the two tails of a discrete
+// law add up to 1, and the non-central t reflects: P(t; delta) =
+// 1 - P(-t; -delta).
+TEST(Identities, DiscreteAndNonCentralAgainstTheContinuousRoutines) {
+  const QuarnFloat zero(0.0);
+  for (long d : kDigits) {
+    ScopedDigits digits(d);
+    SCOPED_TRACE("Digits " + std::to_string(d));
+    NagError f{};
+    QuarnFloat lower, upper, mass, p, q, pdf;
+    for (auto [n, k] : {std::pair{40L, 11L}, {1000L, 400L}, {7L, 0L}}) {
+      const QuarnFloat prob(0.375), comp(0.625);
+      QuarnMP_g01bjc(n, prob, k, &lower, &upper, &mass, &f);
+      QuarnMP_g01eec(comp, QuarnFloat(n - k), QuarnFloat(k + 1), zero, &p, &q, &pdf, &f);
+      EXPECT_TRUE(Identical(lower, p)) << n << " " << k << ": " << Show(lower) << " vs " << Show(p);
+      EXPECT_TRUE(WithinUlps(lower + upper, 1.0, 2)) << Show(lower + upper);
+    }
+    for (auto [lambda, k] : {std::pair{2.5, 1L}, {300.0, 340L}, {0.125, 4L}}) {
+      QuarnMP_g01bkc(QuarnFloat(lambda), k, &lower, &upper, &mass, &f);
+      QuarnFloat gamma = QuarnMP_g01efc(Nag_UpperTail, QuarnFloat(lambda), QuarnFloat(k + 1), QuarnFloat(1.0), &f);
+      EXPECT_TRUE(Identical(lower, gamma)) << lambda << " " << k << ": " << Show(lower) << " vs " << Show(gamma);
+    }
+    QuarnFloat other;
+    QuarnMP_g01blc(500, 120, 60, 10, &lower, &upper, &mass, &f);
+    QuarnMP_g01blc(500, 60, 120, 10, &other, &upper, &pdf, &f);
+    EXPECT_TRUE(Identical(lower, other) && Identical(mass, pdf));
+    EXPECT_EQ(0, f.code);
+    const QuarnFloat x(2.5), a(1.5), b(4.0), t(-1.25);
+    EXPECT_TRUE(Identical(QuarnMP_g01gcc(x, a, zero, zero, 100, &f), QuarnMP_g01ecc(Nag_LowerTail, x, a, &f)));
+    EXPECT_TRUE(Identical(QuarnMP_g01gdc(x, a, b, zero, zero, 100, &f), QuarnMP_g01edc(Nag_LowerTail, x, a, b, &f)));
+    EXPECT_TRUE(Identical(QuarnMP_g01gbc(t, b, zero, zero, 100, &f), QuarnMP_g01ebc(Nag_LowerTail, t, b, &f)));
+    QuarnMP_g01eec(QuarnFloat(0.25), a, b, zero, &p, &q, &pdf, &f);
+    EXPECT_TRUE(Identical(QuarnMP_g01gec(QuarnFloat(0.25), a, b, zero, zero, 100, &f), p));
+    for (double delta : {0.5, -3.0}) {
+      QuarnFloat left = QuarnMP_g01gbc(t, b, QuarnFloat(delta), zero, 1000, &f);
+      QuarnFloat right = QuarnMP_g01gbc(-t, b, QuarnFloat(-delta), zero, 1000, &f);
+      EXPECT_TRUE(WithinUlps(left + right, 1.0, 2)) << delta << ": " << Show(left + right);
+    }
+    EXPECT_EQ(0, f.code);
+  }
+}
+
+// Outside the support the discrete routines give the exact probabilities
+// of that k (where the double-precision original refuses k).
+TEST(Identities, DiscreteOutsideTheSupport) {
+  NagError f{};
+  QuarnFloat lower, upper, mass;
+  auto expect = [&](double l, double u, const char* what) {
+    EXPECT_TRUE(lower == l && upper == u && mass == 0) << what;
+    EXPECT_EQ(0, f.code) << what;
+  };
+  QuarnMP_g01bjc(10, QuarnFloat(0.5), -1, &lower, &upper, &mass, &f);
+  expect(0, 1, "binomial k = -1");
+  QuarnMP_g01bjc(10, QuarnFloat(0.5), 11, &lower, &upper, &mass, &f);
+  expect(1, 0, "binomial k = n + 1");
+  QuarnMP_g01bkc(QuarnFloat(3.0), -2, &lower, &upper, &mass, &f);
+  expect(0, 1, "Poisson k = -2");
+  QuarnMP_g01blc(10, 7, 6, 2, &lower, &upper, &mass, &f);  // the support is 3..6
+  expect(0, 1, "hypergeometric below l + m - n");
+  QuarnMP_g01blc(10, 7, 6, 7, &lower, &upper, &mass, &f);
+  expect(1, 0, "hypergeometric above m");
+}
+
 TEST(Identities, ChiSquareIsGammaWithHalfShapeAndScaleTwo) {
   const double xs[] = {0.001, 0.5, 3.5, 17.0, 250.0};
   const double dfs[] = {0.0009765625, 1.0, 4.0, 25.0, 1000.0};
@@ -399,6 +466,29 @@ TEST(Failures, InvalidArgumentsNameTheArgumentAndTheConstraint) {
        "a must be positive and at most 1e6, received a = 2"},
       {"gamma p", [&](NagError* f) { QuarnMP_g01ffc(minus, one, one, zero, f); }, NE_REAL_ARG_LT,
        "p must be in [0, 1), received p = -1."},
+      {"binomial n", [&](NagError* f) { QuarnMP_g01bjc(-1, half, 0, &p, &q, &pdf, f); }, NE_INT_ARG_LT,
+       "n must be non-negative, received n = -1."},
+      {"binomial p", [&](NagError* f) { QuarnMP_g01bjc(5, one, 0, &p, &q, &pdf, f); }, NE_REAL_ARG_GE,
+       "p must be in (0, 1), received p = 1."},
+      {"binomial variance", [&](NagError* f) { QuarnMP_g01bjc(5000000000, half, 0, &p, &q, &pdf, f); },
+       NE_VARIANCE_TOO_LARGE, "the variance of the distribution must be at most 1e9, received variance = 1.25e+09."},
+      {"Poisson mean", [&](NagError* f) { QuarnMP_g01bkc(zero, 0, &p, &q, &pdf, f); }, NE_REAL_ARG_LE,
+       "rlamda must be positive, received rlamda = 0."},
+      {"hypergeometric m", [&](NagError* f) { QuarnMP_g01blc(10, 3, 11, 1, &p, &q, &pdf, f); }, NE_2_INT_ARG_GT,
+       "m must be at most n, received m = 11, n = 10."},
+      {"non-central t df", [&](NagError* f) { QuarnMP_g01gbc(one, zero, one, zero, 100, f); }, NE_REAL_ARG_LE,
+       "df must be positive, received df = 0."},
+      {"non-central chi-square", [&](NagError* f) { QuarnMP_g01gcc(one, zero, zero, zero, 100, f); },
+       NE_2_REAL_ARG_ZERO, "df and lambda must not both be 0, received df = 0, lambda = 0."},
+      {"non-central F max_iter", [&](NagError* f) { QuarnMP_g01gdc(one, one, one, one, zero, 0, f); }, NE_INT_ARG_LT,
+       "max_iter must be at least 1, received max_iter = 0."},
+      {"non-central beta x", [&](NagError* f) { QuarnMP_g01gec(minus, one, one, one, zero, 5, f); }, NE_REAL_ARG_LT,
+       "x must be in [0, 1], received x = -1."},
+      {"non-central iteration limit",
+       // lambda / 2 = 250: the weights within 2^-42 of the largest reach 129 above it.
+       [&](NagError* f) { QuarnMP_g01gcc(one, one, QuarnFloat(500.0), zero, 20, f); }, NE_TOO_MANY_ITER,
+       "QuarnMP_g01gcc needs 129 terms on a side of its Poisson sum at Digits = 10, more than max_iter = 20; raise "
+       "the iteration limit (the host variable _EnvStatisticsIterations)."},
   };
   for (const FailureCase& c : cases) {
     NagError f{};

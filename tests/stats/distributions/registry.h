@@ -23,17 +23,28 @@ struct FamilyEntries {
   HostEntry deviate = nullptr;
   HostEntry variate = nullptr;
   HostEntry sample = nullptr;
-  ArrayVariate array_variate = nullptr;
+  ArrayVariate array_variate = nullptr;  // null where the family has no parameter-array overload
   HostEntry upper_probability = nullptr;
   HostEntry upper_deviate = nullptr;
   HostEntry density = nullptr;
+  bool integer_deviate = false;
 };
 
 #define REGISTRY_Probability_Real(N) &STATS_Quarn##N##Probability_MP
+#define REGISTRY_Probability_Mass REGISTRY_Probability_Real
+#define REGISTRY_Probability_Tolerance REGISTRY_Probability_Real
+#define REGISTRY_Probability_ToleranceEvalf REGISTRY_Probability_Real
+#define REGISTRY_Probability_ToleranceTenth REGISTRY_Probability_Real
 #define REGISTRY_Probability_None(N) nullptr
 #define REGISTRY_Deviate_Real(N) &STATS_Quarn##N##Deviate_MP
-#define REGISTRY_Deviate_Integer(N) &STATS_Quarn##N##Deviate_MP
+#define REGISTRY_Deviate_Integer REGISTRY_Deviate_Real
+#define REGISTRY_Deviate_IntegerLocal REGISTRY_Deviate_Real
+#define REGISTRY_Deviate_Tolerance REGISTRY_Deviate_Real
 #define REGISTRY_Deviate_None(N) nullptr
+#define REGISTRY_Array_Inversion(N) static_cast<ArrayVariate>(&STATS_##N##RandomVariate_MP)
+#define REGISTRY_Array_Own REGISTRY_Array_Inversion
+#define REGISTRY_Array_Explicit(N) nullptr
+#define REGISTRY_Array_Flag(N) nullptr
 #define REGISTRY_Upper_Real(N) &STATS_Quarn##N##UpperProbability_MP, &STATS_Quarn##N##UpperDeviate_MP
 #define REGISTRY_Upper_None(N) nullptr, nullptr
 #define REGISTRY_Density_Real(N) &STATS_Quarn##N##Density_MP
@@ -43,8 +54,8 @@ inline const std::vector<FamilyEntries>& Families() {
   static const std::vector<FamilyEntries> families = {
 #define FAMILY(N, P, A, PROBABILITY, DEVIATE, UPPER, DENSITY, VARIATE, SAMPLE)                          \
   {#N, REGISTRY_Probability_##PROBABILITY(N), REGISTRY_Deviate_##DEVIATE(N), &STATS_Quarn##N##RandomVariate_MP, \
-   &STATS_Quarn##N##RandomSample_MP, static_cast<ArrayVariate>(&STATS_##N##RandomVariate_MP),                   \
-   REGISTRY_Upper_##UPPER(N), REGISTRY_Density_##DENSITY(N)},
+   &STATS_Quarn##N##RandomSample_MP, REGISTRY_Array_##VARIATE(N), REGISTRY_Upper_##UPPER(N),                  \
+   REGISTRY_Density_##DENSITY(N), std::string(#DEVIATE).rfind("Integer", 0) == 0},
 #include "stats/distributions/families.inc"
 #undef FAMILY
   };
@@ -73,6 +84,9 @@ inline HostEntry EntryNamed(const std::string& name) {
       m["Quarn" + f.name + "RandomSample"] = f.sample;
     }
     m["QuarnErrorDeviate"] = &STATS_QuarnErrorDeviate_MP;
+    m["QuarnEmpiricalDeviate"] = &STATS_QuarnEmpiricalDeviate_MP;
+    m["QuarnEmpiricalRandomVariate"] = &STATS_QuarnEmpiricalRandomVariate_MP;
+    m["QuarnEmpiricalRandomSample"] = &STATS_QuarnEmpiricalRandomSample_MP;
     m["QuarnNormalDeviateApprox"] = &STATS_QuarnNormalDeviateApprox_MP;
     m["QuarnNormalWApprox"] = &STATS_QuarnNormalWApprox_MP;
     return m;
