@@ -63,7 +63,7 @@ struct FloatBody {
 };
 
 // Length in words, header included, of a float object of that precision.
-inline uint32_t FloatWords(mpfr_prec_t bits) {
+constexpr uint32_t FloatWords(mpfr_prec_t bits) {
   size_t limbs = static_cast<size_t>((bits + GMP_NUMB_BITS - 1) / GMP_NUMB_BITS);
   return static_cast<uint32_t>((offsetof(FloatBody, limbs) + limbs * sizeof(mp_limb_t) + 7) / 8);
 }

@@ -44,17 +44,17 @@ mpfr_prec_t BitsForDigits(long digits) {
 }
 
 namespace {
-WorkingPrecision PrecisionFor(long digits) {
-  mpfr_prec_t bits = BitsForDigits(digits);
-  uint32_t words = FloatWords(bits);
+constexpr WorkingPrecision PrecisionOf(long digits, mpfr_prec_t bits) {
+  const uint32_t words = FloatWords(bits);
   return {digits, bits, words, (words + 1) / 2};
 }
 }  // namespace
 
-// Digits is 10 until assigned.
-WorkingPrecision g_working = PrecisionFor(10);
+// Digits is 10 (42 bits) until assigned. Constant-initialized, so that it
+// holds before any start-up code of any library makes a float.
+constinit WorkingPrecision g_working = PrecisionOf(10, 42);
 
-void SetWorkingPrecision(long digits) { g_working = PrecisionFor(digits); }
+void SetWorkingPrecision(long digits) { g_working = PrecisionOf(digits, BitsForDigits(digits)); }
 
 // ------------------------------------------------------------- integers
 
