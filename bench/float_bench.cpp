@@ -59,6 +59,20 @@ long TimeInTurns(std::vector<Contender>& cs, long n) {
   return n / 10 + 7 * n;
 }
 
+// m steps of a chain, each add() or each mul(): the loop is written out per
+// operation and the steps inline, so that no contender pays a branch or an
+// indirect call per operation that another does not.
+template <class Add, class Mul>
+std::function<void(long)> Chain(bool add, Add step_add, Mul step_mul) {
+  return [=](long m) {
+    if (add) {
+      for (long i = 0; i < m; ++i) step_add();
+    } else {
+      for (long i = 0; i < m; ++i) step_mul();
+    }
+  };
+}
+
 // The chain of count operations on MPFR numbers of that precision.
 void MpfrChain(mpfr_ptr s, const char* start, const char* operand, bool add, long count) {
   mpfr_t t;
@@ -93,40 +107,20 @@ int RunOps(long digits) {
     mpfr_set_str(ms, k.start, 10, MPFR_RNDN);
     mpfr_set_str(mt, k.operand, 10, MPFR_RNDN);
     BoostFloat bs(k.start), bf(k.start), bt(k.operand);
-    // Each loop is written out per operation, so that no contender pays a
-    // branch or an indirect call per operation that another does not.
     std::vector<Contender> cs{
-        {"quarnfloat",
-         [&](long m) {
-           if (add) {
-             for (long i = 0; i < m; ++i) qs = qs + qt;
-           } else {
-             for (long i = 0; i < m; ++i) qs = qs * qt;
-           }
-         }},
-        {"mpfr",
-         [&](long m) {
-           if (add) {
-             for (long i = 0; i < m; ++i) mpfr_add(ms, ms, mt, MPFR_RNDN);
-           } else {
-             for (long i = 0; i < m; ++i) mpfr_mul(ms, ms, mt, MPFR_RNDN);
-           }
-         }},
-        {"boost",
-         [&](long m) {
-           if (add) {
-             for (long i = 0; i < m; ++i) bs = bs + bt;
-           } else {
-             for (long i = 0; i < m; ++i) bs = bs * bt;
-           }
-         }},
-        {"boost_fresh",
-         [&](long m) {
-           for (long i = 0; i < m; ++i) {
-             BoostFloat next(add ? BoostFloat(bf + bt) : BoostFloat(bf * bt));
-             bf.swap(next);
-           }
-         }},
+        {"quarnfloat", Chain(add, [&] { qs = qs + qt; }, [&] { qs = qs * qt; })},
+        {"mpfr", Chain(add, [&] { mpfr_add(ms, ms, mt, MPFR_RNDN); }, [&] { mpfr_mul(ms, ms, mt, MPFR_RNDN); })},
+        {"boost", Chain(add, [&] { bs = bs + bt; }, [&] { bs = bs * bt; })},
+        {"boost_fresh", Chain(
+                            add,
+                            [&] {
+                              BoostFloat next(bf + bt);
+                              bf.swap(next);
+                            },
+                            [&] {
+                              BoostFloat next(bf * bt);
+                              bf.swap(next);
+                            })},
     };
     const long count = TimeInTurns(cs, n);
     for (const Contender& c : cs) std::printf("op\t%s\t%ld\t%s\t%.4g\n", k.name, digits, c.impl, c.ns);
