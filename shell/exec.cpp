@@ -16,11 +16,13 @@ bool DeclaredGlobal(const Env& e, const std::string& name) {
   return std::find(e.globals.begin(), e.globals.end(), name) != e.globals.end();
 }
 
-// The frame binding the name, or null when the name is global here.
-Env* BindingFrame(const std::string& name, const EnvPtr& env) {
+// The slot binding the name in a procedure frame, or null when the name is
+// global here. Valid until that frame gains or loses a name.
+HostObject* BindingSlot(const std::string& name, const EnvPtr& env) {
   for (Env* e = env.get(); e; e = e->parent.get()) {
     if (DeclaredGlobal(*e, name)) return nullptr;
-    if (e->vars.count(name)) return e;
+    auto it = e->vars.find(name);
+    if (it != e->vars.end()) return &it->second;
   }
   return nullptr;
 }
@@ -174,13 +176,13 @@ void Assign(const Expr& target, HostObject value, const EnvPtr& env) {
 }  // namespace
 
 HostObject BoundValue(const std::string& name, const EnvPtr& env) {
-  if (Env* frame = BindingFrame(name, env)) return frame->vars[name];
+  if (HostObject* slot = BindingSlot(name, env)) return *slot;
   return host::NameValue(host::Name(name));
 }
 
 HostObject LookupName(const std::string& name, const EnvPtr& env) {
-  if (Env* frame = BindingFrame(name, env)) {
-    HostObject v = frame->vars[name];
+  if (HostObject* slot = BindingSlot(name, env)) {
+    HostObject v = *slot;
     if (!v) return host::Name(name);
     if (host::KindOf(v) == host::Kind::Name) return LookupGlobal(host::NameText(v));
     return v;
@@ -193,8 +195,8 @@ HostObject LookupName(const std::string& name, const EnvPtr& env) {
 // Digits and the _Env variables are always global.
 void AssignVar(const std::string& name, HostObject value, const EnvPtr& env) {
   bool unassign = host::KindOf(value) == host::Kind::Name && host::NameText(value) == name;
-  if (Env* frame = BindingFrame(name, env)) {
-    frame->vars[name] = unassign ? nullptr : value;
+  if (HostObject* slot = BindingSlot(name, env)) {
+    *slot = unassign ? nullptr : value;
     return;
   }
   if (env && !GlobalInScope(name, env)) {
