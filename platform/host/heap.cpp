@@ -115,11 +115,11 @@ void Initialize() {
   // Collect a little more eagerly than the default: float temporaries are
   // small and many, and a tighter heap keeps long loops within a few MB.
   GC_set_free_space_divisor(4);
-  // Start with 2 MB: short-lived floats are reclaimed in batches of some
+  // Start with 1 MB: short-lived floats are reclaimed in batches of some
   // 10^4, while the objects handed out stay within the processor's caches (a
   // larger start heap streams every new float through fresh memory, which
   // costs more than the extra collections save).
-  GC_expand_hp(2 << 20);
+  GC_expand_hp(1 << 20);
   // Floats hold no handles; only their first word is scanned, which links
   // the objects of a free list together until they are handed out.
   static_assert(sizeof(void*) == sizeof(Header), "a free object's link overlays the header");
