@@ -103,7 +103,8 @@ using BallFunction = std::function<void(arb_ptr, slong)>;
 
 // The value of eval correctly rounded to the working precision (Ziv):
 // evaluates at TargetBits() + kFirstGuardBits + extra_bits, and raises the
-// precision by the bits the ball lost and 2 kGuardBits (at least by half)
+// precision by the bits the ball lost and 2 kGuardBits (from the second
+// retry on, at least by half)
 // until the ball rounds to one float. extra_bits are the bits the caller
 // knows eval to lose (a condition number); arguments that eval computes
 // should carry the bits their own condition costs, so that only the final
