@@ -646,7 +646,11 @@ def no_tail(rows):
 def cases():
     """routine -> (function of the tail and the inputs, [(tail, inputs)])."""
     xs = [0.5, -1.25, 1.96, -3.75, 6.25, -8.5, -20.25, -37.5, 37.5, 1e-5, -(2.0 ** -30)]
-    ps = [0.975, 0.025, 0.5 + 2.0 ** -20, 0.3, 1e-10, 1e-100, TINY_P, 1 - 2.0 ** -40, 0.75, 1e-3]
+    # The normal deviate's levels also sit at the edges of its double start:
+    # next to 1/4 (where the central and tail forms change over), within an
+    # ulp of 1/2, and just inside and outside the doubles' normal range.
+    ps = [0.975, 0.025, 0.5 + 2.0 ** -20, 0.3, 1e-10, 1e-100, TINY_P, 1 - 2.0 ** -40, 0.75, 1e-3,
+          0.25 + 2.0 ** -30, 0.25 - 2.0 ** -30, 0.5 - 2.0 ** -53, 1e-299]
     t_rows = [(0.85, 20.0), (-2.5, 1.0), (50.0, 3.0), (-1e5, 20.0), (1e-3, 1000.0), (-37.0, MILLION),
               (2.0, MILLION), (-(2.0 ** 995), 1.0), (-1e15, 20.0), (1.5, SMALL), (-1e30, SMALL), (0.375, 0.5),
               (-7.0, 0.5), (3.25, 3.0), (-0.125, MILLION), (12.5, 1000.0), (-(2.0 ** -20), 3.0), (4.0, 2.0),

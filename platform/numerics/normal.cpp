@@ -119,7 +119,7 @@ bool FastDeviate(QuarnFloat* out, const SymmetricTarget& target, bool central) {
   const double y0 = DoubleHalfDeviate(arf_get_d(arb_midref(level), ARF_RND_NEAR), central);
   if (!std::isfinite(y0) || y0 == 0) return false;
   const slong bits = TargetBits();
-  const slong prec = bits + 2 * kFirstGuardBits;
+  const slong prec = bits + kFirstGuardBits;
   const slong y_bits = std::max<slong>(0, std::ilogb(y0) + 1);
   // The last step's ball is 2^(9 + 2 y_bits - 2 known) of y relatively;
   // 12 bits below an ulp make a straddled boundary rare.
@@ -129,17 +129,18 @@ bool FastDeviate(QuarnFloat* out, const SymmetricTarget& target, bool central) {
   slong known = kStartBits;
   while (known < need) {
     const slong step_prec = std::min({3 * known + 8, need + 2 * kHalleyLossBits, prec});
-    NewtonCorrection(rho, y, y, level, central, step_prec, step_prec - known + 16);
-    arb_mul(t, rho, y, 64);  // y - rho / (1 + y rho)
-    arb_add_ui(t, t, 1, 64);
-    arb_div(rho, rho, t, step_prec - known + 16);
+    const slong correction_prec = step_prec - known + 16;
+    NewtonCorrection(rho, y, y, level, central, step_prec, correction_prec);
+    arb_mul(t, rho, y, correction_prec);  // y - rho / (1 + y rho)
+    arb_add_ui(t, t, 1, correction_prec);
+    arb_div(rho, rho, t, correction_prec);
     arb_sub(t, y, rho, step_prec);
     if (!arb_is_finite(t)) return false;
-    arf_set_round(arb_midref(y), arb_midref(t), step_prec, ARF_RND_NEAR);
+    arf_set_round(arb_midref(y.get()), arb_midref(t.get()), step_prec, ARF_RND_NEAR);
     known = std::min(3 * known - kHalleyLossBits, step_prec - 4);
   }
   arb_set(around, y);
-  mag_set_ui_2exp_si(arb_radref(around), 1, arf_abs_bound_lt_2exp_si(arb_midref(y)) - known + 6);
+  mag_set_ui_2exp_si(arb_radref(around.get()), 1, arf_abs_bound_lt_2exp_si(arb_midref(y.get())) - known + 6);
   NewtonCorrection(rho, y, around, level, central, prec, prec - known + 24);
   arb_sub(t, y, rho, prec);
   if (!arb_contains(around, t)) return false;
