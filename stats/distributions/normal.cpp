@@ -6,7 +6,6 @@
 // (x - mu)/sigma, whose relative error a tail multiplies by about z^2, and
 // the location mu + sigma z, which may cancel. So every value is within an
 // ulp of the exact function at its inputs.
-#include <algorithm>
 #include <cmath>
 
 #include "platform/numerics/numerics.h"
@@ -20,10 +19,6 @@ namespace {
 
 QuarnFloat StandardNormalTail(QKernel kv, Nag_TailProbability tail, const QuarnFloat& z) {
   return CallRoutine(kv, [&](NagError* e) { return QuarnMP_g01eac(tail, z, e); });
-}
-
-QuarnFloat StandardNormalProbability(QKernel kv, const QuarnFloat& z) {
-  return StandardNormalTail(kv, kLowerTail, z);
 }
 
 // z = (x - mu)/sigma, noting what a function of z loses to z's error: the
