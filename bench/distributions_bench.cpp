@@ -433,7 +433,7 @@ std::vector<Family> Families() {
                Boost([](P p) { return bmath::beta_distribution<B>(p[0], p[1]); }),
                {{Op::kProbability, "0.37"}, {Op::kProbability, "0.001"}, u_central, u_tail}});
 
-  f.push_back({"Gamma", {{"2", "3.5"}, {"1.3", "3.7"}},
+  f.push_back({"Gamma", {{"2", "3.5"}, {"1.7", "3.7"}},
                {WithArray(&STATS_GammaProbability_MP), WithArray(&STATS_GammaDeviate_MP)},
                {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
                   // Scale p[0], shape p[1]: P(p[1], x / p[0]).

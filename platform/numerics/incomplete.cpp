@@ -137,13 +137,45 @@ namespace {
 // multiplies by the full-length z; below it the series is faster.
 constexpr slong kArbGammaLowerBits = 768;
 
+// Arb's regularised P(a, z) at prec + 16 bits. Arb carries the radius of z
+// into its result crudely (up to 30 bits beyond it at a decimal a), so z's
+// midpoint is evaluated and the radius added back times the bound of the
+// density z^(a-1) e^-z / Gamma(a) over z (the mean value theorem), computed
+// at 64 bits.
+void ArbGammaLower(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec) {
+  Ball density;
+  if (!mag_is_zero(arb_radref(z))) {
+    constexpr slong p = 64;
+    Ball t;
+    arb_log(density, z, p);
+    arb_sub_ui(t, a, 1, p);
+    arb_mul(density, density, t, p);
+    arb_sub(density, density, z, p);
+    arb_hypgeom_lgamma(t, a, p);
+    arb_sub(density, density, t, p);
+    arb_exp(density, density, p);
+  }
+  if (mag_is_zero(arb_radref(z)) || !arb_is_finite(density)) {
+    arb_hypgeom_gamma_lower(res, a, z, 1, prec + 16);
+    return;
+  }
+  Ball mid;
+  arf_set(arb_midref(mid.get()), arb_midref(z));
+  arb_hypgeom_gamma_lower(res, a, mid, 1, prec + 16);
+  mag_t e;
+  mag_init(e);
+  arb_get_mag(e, density);
+  mag_mul(e, e, arb_radref(z));
+  mag_add(arb_radref(res), arb_radref(res), e);
+  mag_clear(e);
+}
+
 // P(a, z) for z < a + 1: by Arb at high precision where a is moderate (with
-// large a its evaluation loses accuracy or slows down), with 16 bits for
-// those it loses, when its ball is nearly as narrow as the series'; else by
-// the series.
+// large a its evaluation loses accuracy or slows down) when its ball is
+// nearly as narrow as the series'; else by the series.
 void GammaLowerBelowMean(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec) {
   if (prec >= kArbGammaLowerBits && Mid(a) <= 100.0) {
-    arb_hypgeom_gamma_lower(res, a, z, 1, prec + 16);
+    ArbGammaLower(res, a, z, prec);
     if (arb_rel_accuracy_bits(res) >= prec - 8) return;
   }
   GammaLowerSeries(res, a, z, prec);
