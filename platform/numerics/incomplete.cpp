@@ -137,37 +137,53 @@ namespace {
 // multiplies by the full-length z; below it the series is faster.
 constexpr slong kArbGammaLowerBits = 768;
 
-// Arb's regularised P(a, z) at prec + 16 bits. Arb carries the radius of z
-// into its result crudely (up to 30 bits beyond it at a decimal a), so z's
-// midpoint is evaluated and the radius added back times the bound of the
-// density z^(a-1) e^-z / Gamma(a) over z (the mean value theorem), computed
-// at 64 bits.
-void ArbGammaLower(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec) {
-  Ball density;
-  if (!mag_is_zero(arb_radref(z))) {
-    constexpr slong p = 64;
-    Ball t;
-    arb_log(density, z, p);
-    arb_sub_ui(t, a, 1, p);
-    arb_mul(density, density, t, p);
-    arb_sub(density, density, z, p);
-    arb_hypgeom_lgamma(t, a, p);
-    arb_sub(density, density, t, p);
-    arb_exp(density, density, p);
-  }
-  if (mag_is_zero(arb_radref(z)) || !arb_is_finite(density)) {
-    arb_hypgeom_gamma_lower(res, a, z, 1, prec + 16);
+// The precision of the density bounds below.
+constexpr slong kBoundBits = 64;
+
+// (shape - 1) log x, at kBoundBits.
+void ShapeLog(arb_ptr res, arb_srcptr shape, arb_srcptr x) {
+  Ball t;
+  arb_log(res, x, kBoundBits);
+  arb_sub_ui(t, shape, 1, kBoundBits);
+  arb_mul(res, res, t, kBoundBits);
+}
+
+// f(res, x) for a ball x whose radius f carries into its result crudely:
+// f at x's midpoint, widened by the radius times |slope|, a bound of |f'|
+// over x (the mean value theorem); f at x itself when x is exact or the
+// slope is not finite.
+template <class F>
+void AtMidpoint(arb_ptr res, arb_srcptr x, arb_srcptr slope, F&& f) {
+  if (mag_is_zero(arb_radref(x)) || !arb_is_finite(slope)) {
+    f(res, x);
     return;
   }
   Ball mid;
-  arf_set(arb_midref(mid.get()), arb_midref(z));
-  arb_hypgeom_gamma_lower(res, a, mid, 1, prec + 16);
+  arf_set(arb_midref(mid.get()), arb_midref(x));
+  f(res, mid);
   mag_t e;
   mag_init(e);
-  arb_get_mag(e, density);
-  mag_mul(e, e, arb_radref(z));
+  arb_get_mag(e, slope);
+  mag_mul(e, e, arb_radref(x));
   mag_add(arb_radref(res), arb_radref(res), e);
   mag_clear(e);
+}
+
+// Arb's regularised P(a, z) at prec + 16 bits. Arb carries the radius of z
+// into its result crudely (up to 30 bits beyond it at a decimal a), so the
+// radius goes through the bound of the density z^(a-1) e^-z / Gamma(a) over
+// z, computed at 64 bits.
+void ArbGammaLower(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec) {
+  Ball density;
+  if (!mag_is_zero(arb_radref(z))) {
+    Ball t;
+    ShapeLog(density, a, z);
+    arb_sub(density, density, z, kBoundBits);
+    arb_hypgeom_lgamma(t, a, kBoundBits);
+    arb_sub(density, density, t, kBoundBits);
+    arb_exp(density, density, kBoundBits);
+  }
+  AtMidpoint(res, z, density, [&](arb_ptr r, arb_srcptr at) { arb_hypgeom_gamma_lower(r, a, at, 1, prec + 16); });
 }
 
 // P(a, z) for z < a + 1: by Arb at high precision where a is moderate (with
@@ -304,53 +320,35 @@ slong ArbBetaExtraBits(arb_srcptr a, arb_srcptr b, arb_srcptr x, slong prec) {
   return prec / 16 + 16;
 }
 
-// The density x^(a-1) (1-x)^(b-1) / B(a, b) over the ball x at 64 bits;
+// The density x^(a-1) (1-x)^(b-1) / B(a, b) over the ball x at kBoundBits;
 // not finite when x reaches 0 or 1.
 void BetaDensityBall(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x) {
-  constexpr slong p = 64;
-  Ball s, t, u;
-  arb_log(res, x, p);
-  arb_sub_ui(t, a, 1, p);
-  arb_mul(res, res, t, p);
-  Complement(s, x, p);
-  arb_log(s, s, p);
-  arb_sub_ui(t, b, 1, p);
-  arb_mul(s, s, t, p);
-  arb_add(res, res, s, p);
-  arb_hypgeom_lgamma(t, a, p);
-  arb_sub(res, res, t, p);
-  arb_hypgeom_lgamma(t, b, p);
-  arb_sub(res, res, t, p);
-  arb_add(u, a, b, p);
-  arb_hypgeom_lgamma(t, u, p);
-  arb_add(res, res, t, p);
-  arb_exp(res, res, p);
+  Ball s, t;
+  ShapeLog(res, a, x);
+  Complement(s, x, kBoundBits);
+  ShapeLog(t, b, s);
+  arb_add(res, res, t, kBoundBits);
+  LogBeta(t, a, b, kBoundBits);
+  arb_sub(res, res, t, kBoundBits);
+  arb_exp(res, res, kBoundBits);
 }
 
 // Arb's I_x(a, b). From about 1100 bits on Arb carries the radius of x into
-// its result crudely (30 bits beyond the radius at 1700 bits), so there x's
-// midpoint is evaluated and the radius added back times the density's bound
-// over x (the mean value theorem); below, the bound would cost more than the
-// bits it saves.
+// its result crudely (30 bits beyond the radius at 1700 bits), so there the
+// radius goes through the density's bound over x; below, the bound would
+// cost more than the bits it saves. 16 bits more for what Arb loses at an
+// exact x of full length.
 void ArbBetaLower(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong prec) {
   const slong wp = prec + ArbBetaExtraBits(a, b, x, prec);
-  const bool exact_x = mag_is_zero(arb_radref(x)) || prec < kArbBetaLongBits;
-  Ball density;
-  if (!exact_x) BetaDensityBall(density, a, b, x);
-  if (exact_x || !arb_is_finite(density)) {
+  if (mag_is_zero(arb_radref(x)) || prec < kArbBetaLongBits) {
     arb_hypgeom_beta_lower(res, a, b, x, 1, wp);
     return;
   }
-  // 16 bits more for what Arb loses at an exact x of full length.
-  Ball mid;
-  arf_set(arb_midref(mid.get()), arb_midref(x));
-  arb_hypgeom_beta_lower(res, a, b, mid, 1, wp + 16);
-  mag_t e;
-  mag_init(e);
-  arb_get_mag(e, density);
-  mag_mul(e, e, arb_radref(x));
-  mag_add(arb_radref(res), arb_radref(res), e);
-  mag_clear(e);
+  Ball density;
+  BetaDensityBall(density, a, b, x);
+  AtMidpoint(res, x, density, [&](arb_ptr r, arb_srcptr at) {
+    arb_hypgeom_beta_lower(r, a, b, at, 1, mag_is_zero(arb_radref(at)) ? wp + 16 : wp);
+  });
 }
 
 // I_x(a, b) by Arb where it is reliable, else by the series.
