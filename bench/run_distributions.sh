@@ -20,8 +20,9 @@
 # are reported in the table and its last line; the script exits nonzero
 # only when a benchmark or a peer fails to run.
 #
-# Environment: QUARN_BENCH_DIGITS (default "15 50 100 500"), QUARN_BENCH_SAMPLE
-# (variates per sample, default 100000), QUARN_BENCH_ROUNDS (default 2),
+# Environment: QUARN_BENCH_PYTHON (the interpreter for mpmath, default
+# /usr/bin/python3 where it exists), QUARN_BENCH_DIGITS (default
+# "15 50 100 500"), QUARN_BENCH_SAMPLE (variates per sample, default 100000), QUARN_BENCH_ROUNDS (default 2),
 # QUARN_BENCH_SECONDS (CPU seconds per measurement, default 0.05),
 # QUARN_BENCH_ROWS (only the rows whose label contains one of its
 # |-separated parts, e.g. "Binomial|NonCentral"; then no samples).
@@ -35,6 +36,12 @@ mkdir -p "$out"
 digits=${QUARN_BENCH_DIGITS:-15 50 100 500}
 sample=${QUARN_BENCH_SAMPLE:-100000}
 rounds=${QUARN_BENCH_ROUNDS:-2}
+
+# mpmath as Debian installs it (python3-mpmath, python3-gmpy2): the system's
+# interpreter, which another python3 earlier on the PATH may not see.
+python=${QUARN_BENCH_PYTHON:-$( [ -x /usr/bin/python3 ] && echo /usr/bin/python3 || echo python3 )}
+backend=$("$python" -c 'import mpmath.libmp as m; print(m.BACKEND)') || { echo "no mpmath for $python" >&2; exit 2; }
+[ "$backend" = gmpy ] || echo "warning: mpmath under $python runs without gmpy2 ($backend); both mpmath columns are then alike" >&2
 
 echo "== distributions bench (load: $(cut -d' ' -f1-3 /proc/loadavg))"
 status=0
@@ -54,14 +61,14 @@ for round in $(seq "$rounds"); do
   for d in $digits; do
     echo "-- round $round, Digits $d: library, Arb, Boost.Math; mpmath"
     "$bench" calls "$d" "$only" >>"$out/cpp.tsv" || status=1
-    python3 "$here/peers_mpmath.py" --rows "$out/rows.tsv" --digits "$d" >>"$out/mpmath.tsv" || status=1
-    MPMATH_NOGMPY=1 python3 "$here/peers_mpmath.py" --rows "$out/rows.tsv" --digits "$d" >>"$out/mpmath.tsv" ||
+    "$python" "$here/peers_mpmath.py" --rows "$out/rows.tsv" --digits "$d" >>"$out/mpmath.tsv" || status=1
+    MPMATH_NOGMPY=1 "$python" "$here/peers_mpmath.py" --rows "$out/rows.tsv" --digits "$d" >>"$out/mpmath.tsv" ||
       status=1
   done
   [ -n "$only" ] && continue
   echo "-- round $round, samples at Digits 30"
   "$bench" sample 30 "$sample" >>"$out/cpp.tsv" || status=1
-  python3 "$here/peers_mpmath.py" --sample "30:$sample" >>"$out/mpmath.tsv" || status=1
+  "$python" "$here/peers_mpmath.py" --sample "30:$sample" >>"$out/mpmath.tsv" || status=1
   "$bench" resample 30 >>"$out/cpp.tsv" || status=1
 done
 echo "== done (load: $(cut -d' ' -f1-3 /proc/loadavg))"
