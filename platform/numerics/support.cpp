@@ -12,6 +12,8 @@ namespace quarn::numerics {
 
 slong TargetBits() { return static_cast<slong>(host::WorkingBits()); }
 
+slong SolverConstantBits() { return TargetBits() + 4 * kGuardBits + 16; }
+
 slong MagnitudeBits(double v) {
   double m = std::fabs(v);
   if (!(m < 1e300)) return 1100;
