@@ -309,15 +309,15 @@ bool ArbBetaReliable(double a, double b) { return !(std::min(a, b) < 2.0 && std:
 // The precision from which Arb's incomplete beta changes its ways (below).
 constexpr slong kArbBetaLongBits = 1100;
 
-// Bits Arb's incomplete beta loses beyond its usual few. From about 1100
-// bits on, with a parameter of long mantissa (a decimal such as 7.1), it
-// loses bits in proportion to the precision: 40 to 110 at 1685 bits, 70 to
-// 140 at 3350. Asking for them up front costs a few per cent; finding out
-// from the ball costs the rounding loop a second evaluation. At a small x
-// (0.001) the loss stays at a few bits.
+// Bits Arb's incomplete beta loses beyond its usual few with a parameter of
+// long mantissa (a decimal such as 7.1): 10 to 13 below about 1100 bits,
+// and from there bits in proportion to the precision: 40 to 110 at 1685
+// bits, 70 to 140 at 3350. Asking for them up front costs a few per cent;
+// finding out from the ball costs the rounding loop a second evaluation. At
+// a small x (0.001) the loss stays at a few bits.
 slong ArbBetaExtraBits(arb_srcptr a, arb_srcptr b, arb_srcptr x, slong prec) {
-  if (prec < kArbBetaLongBits || std::max(arb_bits(a), arb_bits(b)) <= 64 || Mid(x) < 0.0625) return 0;
-  return prec / 16 + 16;
+  if (std::max(arb_bits(a), arb_bits(b)) <= 64 || Mid(x) < 0.0625) return 0;
+  return prec < kArbBetaLongBits ? 16 : prec / 16 + 16;
 }
 
 // The density x^(a-1) (1-x)^(b-1) / B(a, b) over the ball x at kBoundBits;
