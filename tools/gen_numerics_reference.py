@@ -753,14 +753,15 @@ def cases():
 
 
 # Rows with parameters as a user types them (7.1), each rounded to nearest at
-# the binary precision of its Digits as the library reads it, at Digits where
-# Arb's incomplete beta and gamma change their ways (above about 1100 bits).
+# the binary precision of its Digits as the library reads it: at Digits 50,
+# and where Arb's incomplete beta and gamma change their ways (above about
+# 1100 bits).
 LONG_ROWS = {
     "g01ebc": [(500, "L", ("1.3", "3.7")), (500, "L", ("-30", "3.7")), (350, "U", ("2.9", "7.1"))],
     "g01ecc": [(500, "L", ("5.3", "7.1"))],
-    "g01edc": [(500, "L", ("1.3", "3.7", "7.1"))],
+    "g01edc": [(500, "L", ("1.3", "3.7", "7.1")), (50, "U", ("1.3", "3.7", "7.1"))],
     "g01eec": [(500, "-", ("0.37", "2.5", "7.1")), (500, "-", ("0.63", "7.1", "2.5")),
-               (350, "-", ("0.41", "1.85", "3.55"))],
+               (50, "-", ("0.37", "2.5", "7.1")), (350, "-", ("0.41", "1.85", "3.55"))],
     "g01efc": [(500, "L", ("6.1", "3.7", "1.7")), (500, "U", ("3.3", "3.7", "1.7"))],
 }
 
