@@ -58,6 +58,7 @@ bench: deps
 	cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DQUARN_BENCH=ON -DQUARN_TESTS=OFF > /dev/null
 	cmake --build build-bench -j2
 	bash bench/run_memory.sh build-bench
+	bash bench/run_float.sh build-bench
 	bash bench/run_distributions.sh build-bench
 	bash bench/run_inference.sh build-bench
 	bash bench/run_descriptive.sh build-bench
