@@ -7,7 +7,7 @@ BUILD ?= build
 SHELL_BUILD ?= build-shell
 PREFIX ?= /usr/local
 DEPS = g++ cmake ninja-build libmpfr-dev libgmp-dev libflint-dev libflint-arb-dev libgc-dev \
-       libgtest-dev libbenchmark-dev libedit-dev python3-mpmath libboost-dev libcsv-dev gnuplot-nox \
+       libgtest-dev libbenchmark-dev libedit-dev python3-mpmath python3-gmpy2 libboost-dev libcsv-dev gnuplot-nox \
        pkg-config
 CMAKE_FLAGS ?= -DQUARN_WERROR=ON -DQUARN_UBSAN=ON
 # ccache, when the machine has it, makes rebuilds of other trees cheap.
