@@ -11,7 +11,7 @@ BUILD ?= build
 SHELL_BUILD ?= build-shell
 PREFIX ?= /usr/local
 DEPS = g++ cmake ninja-build libmpfr-dev libgmp-dev libflint-dev libflint-arb-dev libgc-dev \
-       libgtest-dev libbenchmark-dev libedit-dev python3-mpmath libboost-dev libcsv-dev gnuplot-nox \
+       libgtest-dev libbenchmark-dev libedit-dev python3-mpmath python3-gmpy2 libboost-dev libcsv-dev gnuplot-nox \
        pkg-config
 CMAKE_FLAGS ?= -DQUARN_WERROR=ON -DQUARN_UBSAN=ON
 # ccache, when the machine has it, makes rebuilds of other trees cheap.
@@ -76,6 +76,7 @@ bench: deps
 	cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DQUARN_BENCH=ON -DQUARN_TESTS=OFF > /dev/null
 	cmake --build build-bench -j2
 	bash bench/run_memory.sh build-bench
+	bash bench/run_float.sh build-bench
 	bash bench/run_distributions.sh build-bench
 	bash bench/run_inference.sh build-bench
 	bash bench/run_descriptive.sh build-bench

@@ -11,8 +11,10 @@
 //                                         every row at Digits = DIGITS, or those
 //                                         whose label contains ROW (or one of
 //                                         its parts joined by |), by the IMPLs
-//                                         only (quarn, arb or boost, or several
-//                                         joined by commas: quarn,arb)
+//                                         only (quarn, arb, arb_prob or boost, or
+//                                         several joined by commas: quarn,arb;
+//                                         arb_prob is Arb's probability at the
+//                                         library's deviate)
 //   distributions_bench sample DIGITS N   RandomSample(N) of normal, gamma and beta
 //                                         variates, with mpfr_nrandom and Boost.Random
 //   distributions_bench resample DIGITS   alias urn draws and bootstrap replicates, with
@@ -278,7 +280,9 @@ struct Argument {
 
 struct Family {
   const char* name;
-  std::vector<double> params;  // in the library's order
+  // Parameter sets in the library's order, as a user types them: short
+  // binary fractions, and decimals (3.7, 7.1) that no precision holds exactly.
+  std::vector<std::vector<const char*>> params;
   QuarnFn quarn[2];            // probability, deviate
   ArbFn arb[2];
   BoostMaker boost;
@@ -356,7 +360,7 @@ std::vector<Family> Families() {
   const Argument u_tail{Op::kDeviate, "1e-10"};
   std::vector<Family> f;
 
-  f.push_back({"Normal", {0, 1},
+  f.push_back({"Normal", {{"0", "1"}, {"0.3", "1.7"}},
                {WithArray(&STATS_NormalProbability_MP), WithArray(&STATS_NormalDeviate_MP)},
                {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
                   arb_t s;
@@ -374,13 +378,13 @@ std::vector<Family> Families() {
                Boost([](P p) { return bmath::normal_distribution<B>(p[0], p[1]); }),
                {{Op::kProbability, "0.7"}, {Op::kProbability, "-20"}, u_central, u_tail}});
 
-  f.push_back({"StudentT", {5},
+  f.push_back({"StudentT", {{"5"}, {"3.7"}},
                {WithArray(&STATS_StudentTProbability_MP), WithArray(&STATS_StudentTDeviate_MP)},
                {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) { ArbStudentT(r, x, p, prec); }, nullptr},
                Boost([](P p) { return bmath::students_t_distribution<B>(p[0]); }),
                {{Op::kProbability, "1.3"}, {Op::kProbability, "-30"}, u_central, u_tail}});
 
-  f.push_back({"ChiSquare", {7},
+  f.push_back({"ChiSquare", {{"7"}, {"7.1"}},
                {WithArray(&STATS_ChiSquareProbability_MP), WithArray(&STATS_ChiSquareDeviate_MP)},
                {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
                   arb_t a, z;
@@ -396,7 +400,7 @@ std::vector<Family> Families() {
                Boost([](P p) { return bmath::chi_squared_distribution<B>(p[0]); }),
                {{Op::kProbability, "5.3"}, {Op::kProbability, "0.13"}, u_central, u_tail}});
 
-  f.push_back({"FRatio", {4, 9},
+  f.push_back({"FRatio", {{"4", "9"}, {"3.7", "7.1"}},
                {WithArray(&STATS_FRatioProbability_MP), WithArray(&STATS_FRatioDeviate_MP)},
                {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
                   // I_y(nu1/2, nu2/2) at y = nu1 f / (nu1 f + nu2).
@@ -420,7 +424,7 @@ std::vector<Family> Families() {
                Boost([](P p) { return bmath::fisher_f_distribution<B>(p[0], p[1]); }),
                {{Op::kProbability, "1.3"}, {Op::kProbability, "0.007"}, u_central, u_tail}});
 
-  f.push_back({"Beta", {2.5, 3.5},
+  f.push_back({"Beta", {{"2.5", "3.5"}, {"2.5", "7.1"}},
                {WithArray(&STATS_BetaProbability_MP), WithArray(&STATS_BetaDeviate_MP)},
                {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
                   arb_hypgeom_beta_lower(r, p, p + 1, x, 1, prec);
@@ -429,7 +433,7 @@ std::vector<Family> Families() {
                Boost([](P p) { return bmath::beta_distribution<B>(p[0], p[1]); }),
                {{Op::kProbability, "0.37"}, {Op::kProbability, "0.001"}, u_central, u_tail}});
 
-  f.push_back({"Gamma", {2, 3.5},
+  f.push_back({"Gamma", {{"2", "3.5"}, {"1.7", "3.7"}},
                {WithArray(&STATS_GammaProbability_MP), WithArray(&STATS_GammaDeviate_MP)},
                {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
                   // Scale p[0], shape p[1]: P(p[1], x / p[0]).
@@ -445,7 +449,7 @@ std::vector<Family> Families() {
 
   // Closed forms. Arb gets the formulas that keep their relative accuracy
   // (expm1, log1p): the value, not the library's way of writing it.
-  f.push_back({"Exponential", {2},
+  f.push_back({"Exponential", {{"2"}},
                {WithArray(&STATS_ExponentialProbability_MP), WithArray(&STATS_ExponentialDeviate_MP)},
                {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
                   arb_div(r, x, p, prec);  // -expm1(-x / b)
@@ -462,7 +466,7 @@ std::vector<Family> Families() {
                Boost([](P p) { return bmath::exponential_distribution<B>(1 / p[0]); }),
                {{Op::kProbability, "1.3"}, {Op::kProbability, "0.001"}, u_central, u_tail}});
 
-  f.push_back({"Weibull", {2, 1.5},
+  f.push_back({"Weibull", {{"2", "1.5"}},
                {WithArray(&STATS_WeibullProbability_MP), WithArray(&STATS_WeibullDeviate_MP)},
                {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
                   arb_div(r, x, p, prec);  // -expm1(-(x / b)^c)
@@ -485,7 +489,7 @@ std::vector<Family> Families() {
                Boost([](P p) { return bmath::weibull_distribution<B>(p[1], p[0]); }),
                {{Op::kProbability, "1.3"}, {Op::kProbability, "0.001"}, u_central, u_tail}});
 
-  f.push_back({"Logistic", {0, 1},
+  f.push_back({"Logistic", {{"0", "1"}},
                {WithArray(&STATS_LogisticProbability_MP), WithArray(&STATS_LogisticDeviate_MP)},
                {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
                   arb_sub(r, x, p, prec);  // 1 / (1 + exp(-(x - a) / b))
@@ -508,7 +512,7 @@ std::vector<Family> Families() {
                Boost([](P p) { return bmath::logistic_distribution<B>(p[0], p[1]); }),
                {{Op::kProbability, "0.7"}, {Op::kProbability, "-40"}, u_central, u_tail}});
 
-  f.push_back({"Cauchy", {0, 1},
+  f.push_back({"Cauchy", {{"0", "1"}},
                {WithArray(&STATS_CauchyProbability_MP), WithArray(&STATS_CauchyDeviate_MP)},
                {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
                   // 1/2 + atan(t) / Pi with t = (x - a) / b, written as
@@ -544,7 +548,7 @@ std::vector<Family> Families() {
   // Integer-valued: the deviate is the smallest k with P(X <= k) >= u, which
   // is Boost's quantile rounded up to an integer.
   using Up = bmath::policies::policy<bmath::policies::discrete_quantile<bmath::policies::integer_round_up>>;
-  f.push_back({"Binomial", {50, 0.3},
+  f.push_back({"Binomial", {{"50", "0.3"}},
                {WithArray(&STATS_BinomialProbability_MP), WithArray(&STATS_BinomialDeviate_MP)},
                {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
                   // I_{1-p}(n - k, k + 1).
@@ -564,7 +568,7 @@ std::vector<Family> Families() {
                Boost([](P p) { return bmath::binomial_distribution<B, Up>(p[0], p[1]); }),
                {{Op::kProbability, "12"}, {Op::kProbability, "3"}, u_central, u_tail}});
 
-  f.push_back({"Poisson", {3.5},
+  f.push_back({"Poisson", {{"3.5"}, {"3.7"}},
                {WithArray(&STATS_PoissonProbability_MP), WithArray(&STATS_PoissonDeviate_MP)},
                {[](arb_ptr r, arb_srcptr x, arb_srcptr p, slong prec) {
                   // Q(k + 1, lambda).
@@ -578,7 +582,7 @@ std::vector<Family> Families() {
                Boost([](P p) { return bmath::poisson_distribution<B, Up>(p[0]); }),
                {{Op::kProbability, "5"}, {Op::kProbability, "12"}, u_central, u_tail}});
 
-  f.push_back({"Hypergeometric", {100, 30, 40},
+  f.push_back({"Hypergeometric", {{"100", "30", "40"}},
                {WithArray(&STATS_HypergeometricProbability_MP), WithArray(&STATS_HypergeometricDeviate_MP)},
                {nullptr, nullptr},
                // Boost: (marked, sample, population).
@@ -591,25 +595,25 @@ std::vector<Family> Families() {
 
   // Non-central: probabilities only, at the accuracy 10^-Digits the entries
   // pass (the library's are correctly rounded whatever it is).
-  f.push_back({"NonCentralChiSquare", {7, 2},
+  f.push_back({"NonCentralChiSquare", {{"7", "2"}, {"7.1", "2.3"}},
                {WithTolerance(&STATS_NonCentralChiSquareProbability_MP), nullptr},
                {nullptr, nullptr},
                Boost([](P p) { return bmath::non_central_chi_squared_distribution<B>(p[0], p[1]); }),
                {{Op::kProbability, "5.3"}, {Op::kProbability, "0.13"}}});
 
-  f.push_back({"NonCentralBeta", {2.5, 3.5, 2},
+  f.push_back({"NonCentralBeta", {{"2.5", "3.5", "2"}, {"2.5", "7.1", "2.3"}},
                {WithTolerance(&STATS_NonCentralBetaProbability_MP), nullptr},
                {nullptr, nullptr},
                Boost([](P p) { return bmath::non_central_beta_distribution<B>(p[0], p[1], p[2]); }),
                {{Op::kProbability, "0.37"}, {Op::kProbability, "0.05"}}});
 
-  f.push_back({"NonCentralFRatio", {4, 9, 2},
+  f.push_back({"NonCentralFRatio", {{"4", "9", "2"}, {"3.7", "7.1", "2.3"}},
                {WithTolerance(&STATS_NonCentralFRatioProbability_MP), nullptr},
                {nullptr, nullptr},
                Boost([](P p) { return bmath::non_central_f_distribution<B>(p[0], p[1], p[2]); }),
                {{Op::kProbability, "1.3"}, {Op::kProbability, "0.05"}}});
 
-  f.push_back({"NonCentralStudentT", {5, 1},
+  f.push_back({"NonCentralStudentT", {{"5", "1"}, {"3.7", "1.3"}},
                {WithTolerance(&STATS_NonCentralStudentTProbability_MP), nullptr},
                {nullptr, nullptr},
                Boost([](P p) { return bmath::non_central_t_distribution<B>(p[0], p[1]); }),
@@ -619,23 +623,21 @@ std::vector<Family> Families() {
 
 const char* OpName(Op op) { return op == Op::kProbability ? "Probability" : "Deviate"; }
 
-// "GammaDeviate(2^-34, 2, 3.5)": the call of the library's function.
-std::string Label(const Family& f, const Argument& a) {
+// "GammaDeviate(1e-10, 2, 3.5)": the call of the library's function.
+std::string Label(const Family& f, const std::vector<const char*>& params, const Argument& a) {
   std::string s = std::string(f.name) + OpName(a.op) + "(" + a.text;
-  for (double p : f.params) {
-    char buf[32];
-    std::snprintf(buf, sizeof buf, ", %g", p);
-    s += buf;
-  }
+  for (const char* p : params) s += std::string(", ") + p;
   return s + ")";
 }
 
 int ListRows() {
   for (const Family& f : Families()) {
-    for (const Argument& a : f.args) {
-      std::printf("%s\t%s\t%s\t%s\t", Label(f, a).c_str(), f.name, OpName(a.op), a.text);
-      for (size_t i = 0; i < f.params.size(); ++i) std::printf("%s%.17g", i ? "," : "", f.params[i]);
-      std::printf("\n");
+    for (const auto& params : f.params) {
+      for (const Argument& a : f.args) {
+        std::printf("%s\t%s\t%s\t%s\t", Label(f, params, a).c_str(), f.name, OpName(a.op), a.text);
+        for (size_t i = 0; i < params.size(); ++i) std::printf("%s%s", i ? "," : "", params[i]);
+        std::printf("\n");
+      }
     }
   }
   return 0;
@@ -643,12 +645,12 @@ int ListRows() {
 
 // ------------------------------------------------------------------- calls
 
-// An Arb ball array of the parameters, exact.
+// An Arb ball array of the parameters as the library rounded them, exact.
 class Balls {
  public:
-  explicit Balls(const std::vector<double>& v) : n_(static_cast<slong>(v.size())) {
+  explicit Balls(const std::vector<QuarnFloat>& v) : n_(static_cast<slong>(v.size())) {
     p_ = _arb_vec_init(n_);
-    for (slong i = 0; i < n_; ++i) arb_set_d(p_ + i, v[static_cast<size_t>(i)]);
+    for (slong i = 0; i < n_; ++i) arf_set_mpfr(arb_midref(p_ + i), v[static_cast<size_t>(i)].Mpfr());
   }
   ~Balls() { _arb_vec_clear(p_, n_); }
   Balls(const Balls&) = delete;
@@ -704,59 +706,83 @@ bool Matches(const std::string& label, const std::string& pattern) {
   }
 }
 
-int RunCalls(long digits, const std::string& only_row, const std::string& only_impl) {
+// The rows of one family at one parameter set: each parameter as a decimal
+// rounded by each implementation to its own working precision.
+void RunFamily(const Family& f, const std::vector<const char*>& params, long digits, const std::string& only_row,
+               const std::string& only_impl) {
   QKernel kv = host::Kernel();
+  const slong bits = static_cast<slong>(host::WorkingBits());
+  std::vector<QuarnFloat> qp;
+  std::vector<BoostFloat> bp;
+  for (const char* p : params) {
+    qp.emplace_back(host::ParseFloat(p));
+    bp.emplace_back(p);
+  }
+  Balls ap(qp);
+  BoostFn boost = f.boost(bp);
+  for (const Argument& a : f.args) {
+    const std::string label = Label(f, params, a);
+    const int k = a.op == Op::kProbability ? 0 : 1;
+    if (!Matches(label, only_row)) continue;
+    auto wanted = [&](const std::string& impl) {
+      return only_impl.empty() || ("," + only_impl + ",").find("," + impl + ",") != std::string::npos;
+    };
+
+    // The library's computing function, as a program linked with it calls it.
+    const QuarnFloat x(host::ParseFloat(a.text));
+    QuarnFloat q;
+    std::vector<Contender> contenders;
+    if (wanted("quarn")) {
+      contenders.emplace_back("quarn", [&] { q = f.quarn[k](kv, x, qp.data()); },
+                              [&] { return MpfrText(q.Mpfr(), digits); });
+    }
+    // One Arb evaluation at the working precision, from the argument as an
+    // MPFR number to the midpoint as one.
+    ArbScratch arb(bits);
+    if (f.arb[k] && wanted("arb")) {
+      contenders.emplace_back(
+          "arb",
+          [&] {
+            arf_set_mpfr(arb_midref(arb.x), x.Mpfr());
+            mag_zero(arb_radref(arb.x));
+            f.arb[k](arb.r, arb.x, ap.get(), bits);
+            arf_get_mpfr(arb.out, arb_midref(arb.r), MPFR_RNDN);
+          },
+          [&] { return MpfrText(arb.out, digits); });
+    }
+    // For a deviate, the bare Arb probability at the library's deviate: what
+    // each of a solver's Newton steps costs at least.
+    ArbScratch arb_prob(bits);
+    if (k == 1 && f.arb[0] && f.quarn[1] && wanted("arb_prob")) {
+      if (contenders.empty() || std::strcmp(contenders[0].impl, "quarn") != 0) q = f.quarn[1](kv, x, qp.data());
+      contenders.emplace_back(
+          "arb_prob",
+          [&] {
+            arf_set_mpfr(arb_midref(arb_prob.x), q.Mpfr());
+            mag_zero(arb_radref(arb_prob.x));
+            f.arb[0](arb_prob.r, arb_prob.x, ap.get(), bits);
+            arf_get_mpfr(arb_prob.out, arb_midref(arb_prob.r), MPFR_RNDN);
+          },
+          [&] { return MpfrText(arb_prob.out, digits); });
+    }
+    const BoostFloat bx(a.text);
+    BoostFloat br;
+    if (wanted("boost")) {
+      contenders.emplace_back("boost", [&] { br = boost(bx, a.op); }, [&] {
+        return br.str(static_cast<std::streamsize>(digits + 4), std::ios_base::scientific);
+      });
+    }
+    RunRow(label, digits, contenders);
+  }
+}
+
+int RunCalls(long digits, const std::string& only_row, const std::string& only_impl) {
   host::SetDigits(digits);
   WarmUpCollector();
   BoostFloat::default_precision(static_cast<unsigned>(digits));
-  const slong bits = static_cast<slong>(host::WorkingBits());
   for (const Family& f : Families()) {
-    std::vector<QuarnFloat> qp;
-    std::vector<BoostFloat> bp;
-    for (double p : f.params) {
-      qp.emplace_back(p);
-      bp.emplace_back(p);
-    }
-    Balls ap(f.params);
-    BoostFn boost = f.boost(bp);
-    for (const Argument& a : f.args) {
-      const std::string label = Label(f, a);
-      const int k = a.op == Op::kProbability ? 0 : 1;
-      if (!Matches(label, only_row)) continue;
-      auto wanted = [&](const std::string& impl) {
-        return only_impl.empty() || ("," + only_impl + ",").find("," + impl + ",") != std::string::npos;
-      };
-
-      // The library's computing function, as a program linked with it calls it.
-      const QuarnFloat x(host::ParseFloat(a.text));
-      QuarnFloat q;
-      std::vector<Contender> contenders;
-      if (wanted("quarn")) {
-        contenders.emplace_back("quarn", [&] { q = f.quarn[k](kv, x, qp.data()); },
-                                [&] { return MpfrText(q.Mpfr(), digits); });
-      }
-      // One Arb evaluation at the working precision, from the argument as an
-      // MPFR number to the midpoint as one.
-      ArbScratch arb(bits);
-      if (f.arb[k] && wanted("arb")) {
-        contenders.emplace_back(
-            "arb",
-            [&] {
-              arf_set_mpfr(arb_midref(arb.x), x.Mpfr());
-              mag_zero(arb_radref(arb.x));
-              f.arb[k](arb.r, arb.x, ap.get(), bits);
-              arf_get_mpfr(arb.out, arb_midref(arb.r), MPFR_RNDN);
-            },
-            [&] { return MpfrText(arb.out, digits); });
-      }
-      const BoostFloat bx(a.text);
-      BoostFloat br;
-      if (wanted("boost")) {
-        contenders.emplace_back("boost", [&] { br = boost(bx, a.op); }, [&] {
-          return br.str(static_cast<std::streamsize>(digits + 4), std::ios_base::scientific);
-        });
-      }
-      RunRow(label, digits, contenders);
+    for (const auto& params : f.params) {
+      RunFamily(f, params, digits, only_row, only_impl);
     }
   }
   return 0;

@@ -24,8 +24,10 @@ run at mp.dps = Digits the way an mpmath user would compute it:
                  as X / (X + Y).
 
 Output lines are tab-separated, like the C++ bench's:
-    call   label  digits  mpmath  ns_per_call  calls  value  wall_ns_per_call
-    sample label  digits  mpmath  ns_per_variate  n  mean  variance
+    call   label  digits  IMPL  ns_per_call  calls  value  wall_ns_per_call
+    sample label  digits  IMPL  ns_per_variate  n  mean  variance
+where IMPL is mpmath on gmpy2's integers, or mpmath_py on Python's own (with
+MPMATH_NOGMPY=1 in the environment, or without python3-gmpy2).
 Times are process CPU time (time.process_time), the fastest per call of five
 batches, with time.perf_counter alongside; QUARN_BENCH_SECONDS (default 0.05)
 is the CPU time one measurement aims for.
@@ -39,6 +41,10 @@ import time
 
 import mpmath
 from mpmath import mp, mpf
+
+# mpmath computes on gmpy2's integers when python3-gmpy2 is installed and
+# MPMATH_NOGMPY is unset, else on Python's own: the two are reported apart.
+IMPL = "mpmath" if mpmath.libmp.BACKEND == "gmpy" else "mpmath_py"
 
 
 def budget_seconds():
@@ -286,7 +292,7 @@ def run_rows(rows, digits):
     for label, family, op, arg, params in rows:
         mp.dps = digits
         x = mpf(arg)  # the decimal rounded to this precision, as the library does
-        p = [mpf(v) for v in params]
+        p = [mpf(v) for v in params]  # decimals, rounded like the argument
         fn = FAMILIES[family][0 if op == "Probability" else 1]
         result = [None]
 
@@ -296,10 +302,10 @@ def run_rows(rows, digits):
         try:
             cpu, wall, calls = measure(call)
             value = mpmath.nstr(result[0], digits + 3, strip_zeros=False, min_fixed=1, max_fixed=0)
-            print(f"call\t{label}\t{digits}\tmpmath\t{cpu:.6g}\t{calls}\t{value}\t{wall:.6g}", flush=True)
+            print(f"call\t{label}\t{digits}\t{IMPL}\t{cpu:.6g}\t{calls}\t{value}\t{wall:.6g}", flush=True)
         except Exception as e:  # a failed solve is a result to report
             message = str(e).replace("\t", " ").replace("\n", " ")
-            print(f"call\t{label}\t{digits}\tmpmath\tnan\t0\terror: {message}\tnan", flush=True)
+            print(f"call\t{label}\t{digits}\t{IMPL}\tnan\t0\terror: {message}\tnan", flush=True)
 
 
 # ----------------------------------------------------------------- samples
@@ -362,7 +368,7 @@ def run_samples(digits, n):
         d = [float(v) for v in values]
         mean = math.fsum(d) / n
         var = math.fsum((v - mean) ** 2 for v in d) / (n - 1)
-        print(f"sample\t{label}\t{digits}\tmpmath\t{seconds * 1e9 / n:.6g}\t{n}\t{mean:.6g}\t{var:.6g}", flush=True)
+        print(f"sample\t{label}\t{digits}\t{IMPL}\t{seconds * 1e9 / n:.6g}\t{n}\t{mean:.6g}\t{var:.6g}", flush=True)
 
 
 def main():
@@ -376,7 +382,7 @@ def main():
         with open(args.rows) as f:
             for line in f:
                 label, family, op, arg, params = line.rstrip("\n").split("\t")
-                rows.append((label, family, op, arg, [float(v) for v in params.split(",")]))
+                rows.append((label, family, op, arg, params.split(",")))
         for d in (int(v) for v in args.digits.split(",") if v):
             run_rows(rows, d)
     if args.sample:

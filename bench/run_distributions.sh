@@ -4,21 +4,25 @@
 # Usage: bash bench/run_distributions.sh BUILD_DIR   (an optimised build, e.g. build-bench)
 #
 # Runs distributions_bench (the library, bare Arb calls and Boost.Math) and
-# bench/peers_mpmath.py (mpmath) on the same rows, Digits by Digits, then the
+# bench/peers_mpmath.py (mpmath on gmpy2, and again on Python's integers with
+# MPMATH_NOGMPY=1) on the same rows, Digits by Digits, then the
 # samples, in two rounds; merges the fastest round of each row into markdown
 # tables, kept with the raw output in BUILD_DIR/distributions_bench/.
 # Targets, checked row by row:
 #   every row       faster than mpmath and than Boost.Math
 #   probabilities   at most 1.5 times the bare Arb call for the same value
-#   deviates        at least 10 times faster than mpmath
+#   deviates        at least 10 times faster than mpmath, and at most twice
+#                   two bare Arb probabilities at the deviate (a good start
+#                   and about two Newton steps), where Arb has the probability
 #   normal variates at Digits 30: at most 300 ns each
 # and every value must agree with every peer's to Digits - 2 digits (so that
 # the comparison is like for like). Missed targets and disagreeing values
 # are reported in the table and its last line; the script exits nonzero
 # only when a benchmark or a peer fails to run.
 #
-# Environment: QUARN_BENCH_DIGITS (default "15 50 100 500"), QUARN_BENCH_SAMPLE
-# (variates per sample, default 100000), QUARN_BENCH_ROUNDS (default 2),
+# Environment: QUARN_BENCH_PYTHON (the interpreter for mpmath, default
+# /usr/bin/python3 where it exists), QUARN_BENCH_DIGITS (default
+# "15 50 100 500"), QUARN_BENCH_SAMPLE (variates per sample, default 100000), QUARN_BENCH_ROUNDS (default 2),
 # QUARN_BENCH_SECONDS (CPU seconds per measurement, default 0.05),
 # QUARN_BENCH_ROWS (only the rows whose label contains one of its
 # |-separated parts, e.g. "Binomial|NonCentral"; then no samples).
@@ -32,6 +36,12 @@ mkdir -p "$out"
 digits=${QUARN_BENCH_DIGITS:-15 50 100 500}
 sample=${QUARN_BENCH_SAMPLE:-100000}
 rounds=${QUARN_BENCH_ROUNDS:-2}
+
+# mpmath as Debian installs it (python3-mpmath, python3-gmpy2): the system's
+# interpreter, which another python3 earlier on the PATH may not see.
+python=${QUARN_BENCH_PYTHON:-$( [ -x /usr/bin/python3 ] && echo /usr/bin/python3 || echo python3 )}
+backend=$("$python" -c 'import mpmath.libmp as m; print(m.BACKEND)') || { echo "no mpmath for $python" >&2; exit 2; }
+[ "$backend" = gmpy ] || echo "warning: mpmath under $python runs without gmpy2 ($backend); both mpmath columns are then alike" >&2
 
 echo "== distributions bench (load: $(cut -d' ' -f1-3 /proc/loadavg))"
 status=0
@@ -51,12 +61,14 @@ for round in $(seq "$rounds"); do
   for d in $digits; do
     echo "-- round $round, Digits $d: library, Arb, Boost.Math; mpmath"
     "$bench" calls "$d" "$only" >>"$out/cpp.tsv" || status=1
-    python3 "$here/peers_mpmath.py" --rows "$out/rows.tsv" --digits "$d" >>"$out/mpmath.tsv" || status=1
+    "$python" "$here/peers_mpmath.py" --rows "$out/rows.tsv" --digits "$d" >>"$out/mpmath.tsv" || status=1
+    MPMATH_NOGMPY=1 "$python" "$here/peers_mpmath.py" --rows "$out/rows.tsv" --digits "$d" >>"$out/mpmath.tsv" ||
+      status=1
   done
   [ -n "$only" ] && continue
   echo "-- round $round, samples at Digits 30"
   "$bench" sample 30 "$sample" >>"$out/cpp.tsv" || status=1
-  python3 "$here/peers_mpmath.py" --sample "30:$sample" >>"$out/mpmath.tsv" || status=1
+  "$python" "$here/peers_mpmath.py" --sample "30:$sample" >>"$out/mpmath.tsv" || status=1
   "$bench" resample 30 >>"$out/cpp.tsv" || status=1
 done
 echo "== done (load: $(cut -d' ' -f1-3 /proc/loadavg))"
@@ -89,7 +101,8 @@ for name in result_files:
             if f[3] not in r or t < r[f[3]][0]:
                 r[f[3]] = (t, float(f[6]))
 
-IMPLS = [("quarn", "quarnstats"), ("arb", "Arb"), ("boost", "Boost"), ("mpmath", "mpmath")]
+IMPLS = [("quarn", "quarnstats"), ("arb", "Arb"), ("boost", "Boost"), ("mpmath", "mpmath"),
+         ("mpmath_py", "mpmath without gmpy2")]
 NAMES = dict(IMPLS)
 bad = []
 
@@ -113,6 +126,7 @@ def agreement(r, digits):
     the values that differ by more than 10^(2 - Digits): the implementations
     that disagree with most of the others, or else the pairs that disagree."""
     mp.dps = digits + 10
+    r = {k: v for k, v in r.items() if k in NAMES}  # not arb_prob: a probability
     vals = {k: mpf(v[1]) for k, v in r.items() if not v[1].startswith("error")}
     notes = [f"{NAMES[k]} failed" for k, v in r.items() if v[1].startswith("error")]
     tol = mpf(10) ** (2 - digits)
@@ -131,18 +145,21 @@ def agreement(r, digits):
     return worst, notes
 
 
-print("| function | Digits | quarnstats ns | Arb ns | Boost ns | mpmath ns "
-      "| quarnstats / Arb | Boost / quarnstats | mpmath / quarnstats | max rel. diff | targets |")
-print("|---|---:|---:|---:|---:|---:|---:|---:|---:|---:|---|")
+print("| function | Digits | quarnstats ns | Arb ns | Arb P ns | Boost ns | mpmath ns | mpmath, no gmpy2, ns "
+      "| quarnstats / Arb | quarnstats / 2 Arb P | Boost / quarnstats | mpmath / quarnstats "
+      "| mpmath no gmpy2 / quarnstats | max rel. diff | targets |")
+print("|---|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|---|")
 digit_list = sorted({d for (_, d) in calls})
 for digits in digit_list:
     for label in labels:
         r = calls.get((label, digits))
         if not r:
             continue
-        t = {k: (r[k][0] if k in r else None) for k, _ in IMPLS}
+        t = {k: (r[k][0] if k in r else None) for k in list(NAMES) + ["arb_prob"]}
         q = t["quarn"]
         arb_r, boost_r, mpm_r = ratio(q, t["arb"]), ratio(t["boost"], q), ratio(t["mpmath"], q)
+        newton_r = ratio(q, None if t["arb_prob"] is None else 2 * t["arb_prob"])
+        py_r = ratio(t["mpmath_py"], q)
         worst, value_notes = agreement(r, digits)
         notes = []
         if boost_r is not None and boost_r <= 1:
@@ -153,11 +170,14 @@ for digits in digit_list:
             notes.append("over 1.5x Arb")
         if "Deviate" in label and mpm_r is not None and mpm_r < 10:
             notes.append("under 10x mpmath")
+        if newton_r is not None and newton_r > 2:
+            notes.append("over 2x two Arb probabilities")
         notes += value_notes
         if notes:
             bad.append((label, digits, notes))
-        print(f"| {label} | {digits} | {ns(q)} | {ns(t['arb'])} | {ns(t['boost'])} | {ns(t['mpmath'])} "
-              f"| {rx(arb_r)} | {rx(boost_r)} | {rx(mpm_r)} "
+        print(f"| {label} | {digits} | {ns(q)} | {ns(t['arb'])} | {ns(t['arb_prob'])} | {ns(t['boost'])} "
+              f"| {ns(t['mpmath'])} | {ns(t['mpmath_py'])} "
+              f"| {rx(arb_r)} | {rx(newton_r)} | {rx(boost_r)} | {rx(mpm_r)} | {rx(py_r)} "
               f"| {'—' if worst is None else mp.nstr(worst, 2)} | {'; '.join(notes) or 'met'} |")
 
 # Expected mean and variance of each sample.

@@ -197,7 +197,12 @@ help(QuarnGammaDeviate);
 # plot, histogram and densityplot draw pictures through gnuplot (doc/plots.q).
 
 # == Errors name the entry they came from, and a mistyped name is no entry
-QuarnNormDeviate(0.975, 0, 1);
+# (caught here, so that the tour runs to its end; at the prompt they print alone)
+try
+  QuarnNormDeviate(0.975, 0, 1)
+catch:
+  printf("Error, %s\n", lasterror)
+end try;
 try
   QuarnEvaluateToFloat(v, 2)
 catch:

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/host/quarnc.h"
+
 namespace quarn::shell {
 
 struct Expr;
@@ -47,6 +49,14 @@ struct Expr {
   ExprPtr a, b;
   std::vector<ExprPtr> items;
   std::shared_ptr<ProcDef> proc;
+  // Names are bound to their host name when parsed, so that evaluation reads
+  // the name's value slot without looking its text up.
+  HostObject name = nullptr;
+  // A literal's value, made when first evaluated: an integer once, a float
+  // again whenever Digits has changed since (literal_digits). Nodes live in
+  // memory the collector scans, which keeps the value alive.
+  mutable HostObject literal = nullptr;
+  mutable long literal_digits = 0;
 };
 
 enum class StmtKind {
@@ -76,6 +86,7 @@ struct Stmt {
   // For loops: for var [from start] [by step] [to stop] [while cond] do body,
   // or for var in over [while cond] do body.
   std::string var;
+  HostObject var_name = nullptr;  // var's host name, bound when parsed
   ExprPtr start, step, stop, over, cond;
   Block body;
   // Try: body, then handler when it raised (has_catch), then final always.

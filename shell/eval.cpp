@@ -181,12 +181,24 @@ bool Truth(const Expr& e, const EnvPtr& env) {
 HostObject Eval(const Expr& e, const EnvPtr& env) {
   switch (e.kind) {
     case ExprKind::Integer:
-      return host::MakeIntegerFromString(e.text);
+      if (!e.literal) e.literal = host::MakeIntegerFromString(e.text);
+      return e.literal;
     case ExprKind::Float:
-      return host::ParseFloat(e.text);
+      // Floats are immutable, so the literal's float is shared by every
+      // evaluation at the Digits it was read at.
+      if (!e.literal || e.literal_digits != host::WorkingDigits()) {
+        e.literal = host::ParseFloat(e.text);
+        e.literal_digits = host::WorkingDigits();
+      }
+      return e.literal;
     case ExprKind::String:
       return host::MakeString(e.text);
     case ExprKind::Name:
+      if (!env && e.name) {
+        // A global whose value is no name: the value itself.
+        HostObject v = host::NameValue(e.name);
+        if (v && host::KindOf(v) != host::Kind::Name) return v;
+      }
       return LookupName(e.text, env);
     case ExprKind::Null:
       return host::Null();

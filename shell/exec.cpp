@@ -16,11 +16,13 @@ bool DeclaredGlobal(const Env& e, const std::string& name) {
   return std::find(e.globals.begin(), e.globals.end(), name) != e.globals.end();
 }
 
-// The frame binding the name, or null when the name is global here.
-Env* BindingFrame(const std::string& name, const EnvPtr& env) {
+// The slot binding the name in a procedure frame, or null when the name is
+// global here. Valid until that frame gains or loses a name.
+HostObject* BindingSlot(const std::string& name, const EnvPtr& env) {
   for (Env* e = env.get(); e; e = e->parent.get()) {
     if (DeclaredGlobal(*e, name)) return nullptr;
-    if (e->vars.count(name)) return e;
+    auto it = e->vars.find(name);
+    if (it != e->vars.end()) return &it->second;
   }
   return nullptr;
 }
@@ -74,6 +76,17 @@ std::vector<HostObject> ForInElements(HostObject coll) {
 
 namespace {
 
+// name := value for a name bound when parsed (name is the host name of text,
+// or null when the node was made otherwise). Outside procedures that is the
+// global's value slot; names are unique, so name := 'name' unassigns.
+void AssignBound(HostObject name, const std::string& text, HostObject value, const EnvPtr& env) {
+  if (env || !name) {
+    AssignVar(text, value, env);
+    return;
+  }
+  host::AssignName(name, value == name ? nullptr : value);
+}
+
 // Runs a loop body; returns true when the loop must stop, with *out set to
 // the flow to report (Normal after a break).
 bool Body(const Stmt& s, const EnvPtr& env, ExecContext& ctx, Flow* out) {
@@ -94,7 +107,7 @@ Flow ForLoop(const Stmt& s, const EnvPtr& env, ExecContext& ctx) {
   Flow out = Flow::Normal;
   if (s.over) {
     for (HostObject x : ForInElements(Eval(*s.over, env))) {
-      AssignVar(s.var, x, env);
+      AssignBound(s.var_name, s.var, x, env);
       if (s.cond && !Truth(*s.cond, env)) break;
       if (Body(s, env, ctx, &out)) break;
     }
@@ -107,7 +120,7 @@ Flow ForLoop(const Stmt& s, const EnvPtr& env, ExecContext& ctx) {
   if (direction == 0) host::Raise("the step of a for loop must not be 0");
   for (;;) {
     if (stop && host::Compare(i, stop) * direction > 0) break;
-    AssignVar(s.var, i, env);
+    AssignBound(s.var_name, s.var, i, env);
     if (s.cond && !Truth(*s.cond, env)) break;
     if (Body(s, env, ctx, &out)) break;
     i = host::Add(i, step);
@@ -154,7 +167,7 @@ Flow TryCatch(const Stmt& s, const EnvPtr& env, ExecContext& ctx) {
 
 void Assign(const Expr& target, HostObject value, const EnvPtr& env) {
   if (target.kind == ExprKind::Name) {
-    AssignVar(target.text, value, env);
+    AssignBound(target.name, target.text, value, env);
   } else {
     AssignIndexed(target, value, env);
   }
@@ -163,13 +176,13 @@ void Assign(const Expr& target, HostObject value, const EnvPtr& env) {
 }  // namespace
 
 HostObject BoundValue(const std::string& name, const EnvPtr& env) {
-  if (Env* frame = BindingFrame(name, env)) return frame->vars[name];
+  if (HostObject* slot = BindingSlot(name, env)) return *slot;
   return host::NameValue(host::Name(name));
 }
 
 HostObject LookupName(const std::string& name, const EnvPtr& env) {
-  if (Env* frame = BindingFrame(name, env)) {
-    HostObject v = frame->vars[name];
+  if (HostObject* slot = BindingSlot(name, env)) {
+    HostObject v = *slot;
     if (!v) return host::Name(name);
     if (host::KindOf(v) == host::Kind::Name) return LookupGlobal(host::NameText(v));
     return v;
@@ -182,8 +195,8 @@ HostObject LookupName(const std::string& name, const EnvPtr& env) {
 // Digits and the _Env variables are always global.
 void AssignVar(const std::string& name, HostObject value, const EnvPtr& env) {
   bool unassign = host::KindOf(value) == host::Kind::Name && host::NameText(value) == name;
-  if (Env* frame = BindingFrame(name, env)) {
-    frame->vars[name] = unassign ? nullptr : value;
+  if (HostObject* slot = BindingSlot(name, env)) {
+    *slot = unassign ? nullptr : value;
     return;
   }
   if (env && !GlobalInScope(name, env)) {

@@ -180,6 +180,7 @@ ExprPtr Parser::Primary() {
                                            : ExprKind::Name;
       ExprPtr e = Make(k, t);
       e->text = Take().text;
+      if (k == ExprKind::Name) e->name = host::Name(e->text);
       return e;
     }
     case Tok::Keyword:

@@ -201,6 +201,7 @@ StmtPtr Parser::IfStatement(const Token& at) {
 StmtPtr Parser::ForStatement(const Token& at) {
   StmtPtr s = NewStmt(StmtKind::For, at);
   s->var = ExpectName();
+  s->var_name = host::Name(s->var);
   if (AcceptKw("in")) {
     s->over = Sequence();
   } else {

@@ -2,6 +2,7 @@
 #ifndef QUARN_SHELL_PARSER_INTERNAL_H
 #define QUARN_SHELL_PARSER_INTERNAL_H
 
+#include "platform/host/host.h"
 #include "shell/parser.h"
 
 namespace quarn::shell {

@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <sys/select.h>
+#include <termios.h>
 #include <unistd.h>
 #include <string>
 #include <vector>
@@ -106,6 +107,7 @@ Input ReadLine(const char* prompt, std::string* line) {
     if (g_sigint) {
       rl_replace_line("", 0);
       rl_callback_handler_remove();
+      tcflush(STDIN_FILENO, TCIFLUSH);  // keys typed before the Ctrl-C go with the line
       result = Input::Interrupted;
       break;
     }
@@ -149,6 +151,11 @@ int RunRepl() {
 
   std::string history = HistoryPath();
   using_history();
+  // Ctrl-C must not flush the terminal's input queue while a line is
+  // edited: between pselect reporting a key and libedit reading it, a flush
+  // would leave that read blocked with SIGINT held off. ReadLine flushes
+  // the queue itself once it has seen the interrupt.
+  rl_parse_and_bind("setty -d +noflsh");
   if (!history.empty()) read_history(history.c_str());
   CollectCandidates();
   rl_attempted_completion_function = Complete;
@@ -163,7 +170,10 @@ int RunRepl() {
   session.SetDisplay(Session::Display::TwoDimensional);
   std::string buffer;
   while (!session.quit_requested()) {
+    // A Ctrl-C from here on belongs to this line or its computation: one
+    // that comes while the line's last key is handled interrupts the run.
     g_sigint = 0;
+    ClearInterrupt();
     std::string line;
     Input in = ReadLine(buffer.empty() ? "> " : "  ", &line);
     if (in == Input::Interrupted) {
@@ -190,7 +200,6 @@ int RunRepl() {
     std::string entry = buffer.substr(0, buffer.size() - 1);
     add_history(entry.c_str());
     buffer.clear();
-    ClearInterrupt();
     session.Run(entry, true);
   }
   if (!history.empty()) write_history(history.c_str());

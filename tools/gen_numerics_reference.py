@@ -646,7 +646,11 @@ def no_tail(rows):
 def cases():
     """routine -> (function of the tail and the inputs, [(tail, inputs)])."""
     xs = [0.5, -1.25, 1.96, -3.75, 6.25, -8.5, -20.25, -37.5, 37.5, 1e-5, -(2.0 ** -30)]
-    ps = [0.975, 0.025, 0.5 + 2.0 ** -20, 0.3, 1e-10, 1e-100, TINY_P, 1 - 2.0 ** -40, 0.75, 1e-3]
+    # The normal deviate's levels also sit at the edges of its double start:
+    # next to 1/4 (where the central and tail forms change over), within an
+    # ulp of 1/2, and just inside and outside the doubles' normal range.
+    ps = [0.975, 0.025, 0.5 + 2.0 ** -20, 0.3, 1e-10, 1e-100, TINY_P, 1 - 2.0 ** -40, 0.75, 1e-3,
+          0.25 + 2.0 ** -30, 0.25 - 2.0 ** -30, 0.5 - 2.0 ** -53, 1e-299]
     t_rows = [(0.85, 20.0), (-2.5, 1.0), (50.0, 3.0), (-1e5, 20.0), (1e-3, 1000.0), (-37.0, MILLION),
               (2.0, MILLION), (-(2.0 ** 995), 1.0), (-1e15, 20.0), (1.5, SMALL), (-1e30, SMALL), (0.375, 0.5),
               (-7.0, 0.5), (3.25, 3.0), (-0.125, MILLION), (12.5, 1000.0), (-(2.0 ** -20), 3.0), (4.0, 2.0),
@@ -748,6 +752,38 @@ def cases():
     }
 
 
+# Rows with parameters as a user types them (7.1), each rounded to nearest at
+# the binary precision of its Digits as the library reads it: at Digits 50,
+# and where Arb's incomplete beta and gamma change their ways (above about
+# 1100 bits).
+LONG_ROWS = {
+    "g01ebc": [(500, "L", ("1.3", "3.7")), (500, "L", ("-30", "3.7")), (350, "U", ("2.9", "7.1"))],
+    "g01ecc": [(500, "L", ("5.3", "7.1"))],
+    "g01edc": [(500, "L", ("1.3", "3.7", "7.1")), (50, "U", ("1.3", "3.7", "7.1"))],
+    "g01eec": [(500, "-", ("0.37", "2.5", "7.1")), (500, "-", ("0.63", "7.1", "2.5")),
+               (50, "-", ("0.37", "2.5", "7.1")), (350, "-", ("0.41", "1.85", "3.55"))],
+    "g01efc": [(500, "L", ("6.1", "3.7", "1.7")), (500, "U", ("3.3", "3.7", "1.7"))],
+}
+
+
+def working_bits(digits):
+    return math.ceil(digits * 3.321928094887362) + 8
+
+
+def long_rows(routine, fn, width):
+    """The LONG_ROWS of a routine as table lines, each value at 2 Digits + 40."""
+    lines = []
+    for digits, tail, texts in LONG_ROWS.get(routine, []):
+        mp.prec = working_bits(digits)
+        ins = [mpf(t) for t in texts]
+        mp.dps = 2 * digits + 40
+        v = fn(tail, *ins)
+        vs = v if isinstance(v, tuple) else (v,)
+        pad = ["-"] * (width - len(texts))
+        lines.append("\t".join([str(digits), tail] + list(texts) + pad + [fmt(x, digits) for x in vs]) + "\n")
+    return lines
+
+
 def fmt(v, digits):
     if v == 0:
         return "0"
@@ -780,6 +816,7 @@ def main():
                     ins = list(inputs) + [None] * (width - len(inputs))
                     out.write("\t".join([str(digits), tail] + [hexf(x) for x in ins] + [fmt(v, digits) for v in vs])
                               + "\n")
+            out.writelines(long_rows(routine, fn, width))
         print("%s: %d rows in %.1f s" % (routine, len(values), time.time() - start), file=sys.stderr)
 
 

@@ -60,7 +60,7 @@ concept Scalar = Integer<T> || Real<T>;
 inline mpfr_ptr MpfrOf(HostObject f) { return &reinterpret_cast<host::FloatBody*>(f)->mp; }
 
 // A fresh float object at the working precision, holding +0.
-inline HostObject NewWorkingFloat() { return host::NewFloat(host::WorkingBits(), host::WorkingDigits()); }
+inline HostObject NewWorkingFloat() { return host::NewWorkingFloat(); }
 
 // The shared +0 of the working precision (one object per precision, cached).
 HostObject WorkingZero();

@@ -84,8 +84,19 @@ HostObject ComplexIm(HostObject h);
 
 // Software floats. Every float records the digits it was made at; printing
 // rounds to them.
-long WorkingDigits();                    // Digits
-mpfr_prec_t WorkingBits();               // binary precision for Digits
+//
+// The working precision is read by every float operation, so assigning
+// Digits stores it here once, with the size of a float object at that
+// precision, rather than each operation looking it up.
+struct WorkingPrecision {
+  long digits;
+  mpfr_prec_t bits;
+  uint32_t float_words;     // a float object's length in words, header included
+  uint32_t float_granules;  // the same in the collector's 16-byte granules
+};
+extern WorkingPrecision g_working;
+inline long WorkingDigits() { return g_working.digits; }         // Digits
+inline mpfr_prec_t WorkingBits() { return g_working.bits; }      // binary precision for Digits
 mpfr_prec_t BitsForDigits(long digits);
 // A fresh float at the given precision; the caller writes its value through
 // FloatMpfr before anyone else sees it.

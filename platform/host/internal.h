@@ -62,6 +62,38 @@ struct FloatBody {
   mp_limb_t limbs[1];
 };
 
+// Length in words, header included, of a float object of that precision.
+constexpr uint32_t FloatWords(mpfr_prec_t bits) {
+  size_t limbs = static_cast<size_t>((bits + GMP_NUMB_BITS - 1) / GMP_NUMB_BITS);
+  return static_cast<uint32_t>((offsetof(FloatBody, limbs) + limbs * sizeof(mp_limb_t) + 7) / 8);
+}
+
+// Float objects come from a collector kind of their own, which scans the
+// first word of an object and nothing else: the float's header once it is
+// made, the link to the next free object while it waits on one of the free
+// lists below. The host keeps one list per size in granules, in static data
+// (a root), so that making a float takes the first object of its list
+// without a call into the collector; an empty list is refilled with a
+// block's worth of objects (AllocFloatSlow). The host runs on one thread.
+constexpr uint32_t kFloatFreeLists = 25;  // up to 24 granules: 384 bytes, about 900 digits
+extern void* g_float_free[kFloatFreeLists];
+void* AllocFloatSlow(uint32_t granules);
+
+// A float object of that length, its number set to +0 at bits.
+inline HostObject MakeFloatObject(uint32_t words, uint32_t granules, mpfr_prec_t bits, long digits) {
+  void* p;
+  if (granules < kFloatFreeLists && (p = g_float_free[granules]) != nullptr) {
+    g_float_free[granules] = *static_cast<void**>(p);
+  } else {
+    p = AllocFloatSlow(granules);
+  }
+  auto* body = static_cast<FloatBody*>(p);
+  body->header.word = (kTagFloat << 26) | words;
+  body->header.aux = static_cast<uint32_t>(digits);
+  mpfr_custom_init_set(&body->mp, MPFR_ZERO_KIND, 0, bits, body->limbs);
+  return reinterpret_cast<HostObject>(p);
+}
+
 // Big integers: [header (aux = limb count), limbs...]; the sign is the tag.
 // Values that fit an immediate are always immediate.
 inline mp_limb_t* BigLimbs(HostObject h) { return reinterpret_cast<mp_limb_t*>(Words(h) + 1); }
@@ -101,6 +133,14 @@ inline RTableBody* RTableOf(HostObject rt) { return reinterpret_cast<RTableBody*
 // Set by RequestInterrupt (from a signal handler), read by the allocation of
 // every float.
 extern volatile std::sig_atomic_t g_interrupt_requested;
+
+// A fresh float at the working precision, holding +0: what every float
+// operation allocates for its result.
+inline HostObject NewWorkingFloat() {
+  if (g_interrupt_requested) CheckInterrupt();
+  const WorkingPrecision& w = g_working;
+  return MakeFloatObject(w.float_words, w.float_granules, w.bits, w.digits);
+}
 
 // The state a kernel handle stands for lives in statics of the host library;
 // these are the pieces the sources share.

@@ -13,9 +13,6 @@ namespace quarn::host {
 
 namespace {
 
-long g_digits = 10;
-mpfr_prec_t g_bits = 0;
-
 // Scoped GMP values, cleared on every path (errors unwind through them).
 struct Mpz {
   mpz_t v;
@@ -46,16 +43,18 @@ mpfr_prec_t BitsForDigits(long digits) {
   return static_cast<mpfr_prec_t>(std::ceil(static_cast<double>(digits) * 3.321928094887362)) + 8;
 }
 
-void SetWorkingPrecision(long digits) {
-  g_digits = digits;
-  g_bits = BitsForDigits(digits);
+namespace {
+constexpr WorkingPrecision PrecisionOf(long digits, mpfr_prec_t bits) {
+  const uint32_t words = FloatWords(bits);
+  return {digits, bits, words, (words + 1) / 2};
 }
+}  // namespace
 
-long WorkingDigits() { return g_digits; }
-mpfr_prec_t WorkingBits() {
-  if (g_bits == 0) g_bits = BitsForDigits(g_digits);
-  return g_bits;
-}
+// Digits is 10 (42 bits) until assigned. Constant-initialized, so that it
+// holds before any start-up code of any library makes a float.
+constinit WorkingPrecision g_working = PrecisionOf(10, 42);
+
+void SetWorkingPrecision(long digits) { g_working = PrecisionOf(digits, BitsForDigits(digits)); }
 
 // ------------------------------------------------------------- integers
 
@@ -172,13 +171,8 @@ HostObject ComplexIm(HostObject h) { return IsTag(h, kTagComplex) ? Words(h)[2] 
 
 HostObject NewFloat(mpfr_prec_t bits, long digits) {
   if (g_interrupt_requested) CheckInterrupt();
-  size_t limbs = static_cast<size_t>((bits + GMP_NUMB_BITS - 1) / GMP_NUMB_BITS);
-  size_t words = (offsetof(FloatBody, limbs) + limbs * sizeof(mp_limb_t) + 7) / 8;
-  HostObject h = AllocAtomicObject(kTagFloat, static_cast<uint32_t>(words));
-  auto* body = reinterpret_cast<FloatBody*>(h);
-  body->header.aux = static_cast<uint32_t>(digits);
-  mpfr_custom_init_set(&body->mp, MPFR_ZERO_KIND, 0, bits, body->limbs);
-  return h;
+  uint32_t words = FloatWords(bits);
+  return MakeFloatObject(words, (words + 1) / 2, bits, digits);
 }
 
 mpfr_ptr FloatMpfr(HostObject f) {
@@ -189,7 +183,7 @@ mpfr_ptr FloatMpfr(HostObject f) {
 long FloatDigits(HostObject f) { return static_cast<long>(HeaderOf(f)->aux); }
 
 HostObject MakeFloat(double d) {
-  HostObject f = NewFloat(WorkingBits(), WorkingDigits());
+  HostObject f = NewWorkingFloat();
   mpfr_set_d(FloatMpfr(f), d, MPFR_RNDN);
   return f;
 }
@@ -201,19 +195,19 @@ HostObject MakeFloatFromMpfr(mpfr_srcptr x, long digits) {
 }
 
 HostObject ParseFloat(const std::string& text) {
-  HostObject f = NewFloat(WorkingBits(), WorkingDigits());
+  HostObject f = NewWorkingFloat();
   if (mpfr_set_str(FloatMpfr(f), text.c_str(), 10, MPFR_RNDN) != 0) Raise("invalid float literal: " + text);
   return f;
 }
 
 HostObject FloatUndefined() {
-  HostObject f = NewFloat(WorkingBits(), WorkingDigits());
+  HostObject f = NewWorkingFloat();
   mpfr_set_nan(FloatMpfr(f));
   return f;
 }
 
 HostObject FloatInfinity(int sign) {
-  HostObject f = NewFloat(WorkingBits(), WorkingDigits());
+  HostObject f = NewWorkingFloat();
   mpfr_set_inf(FloatMpfr(f), sign < 0 ? -1 : 1);
   return f;
 }
@@ -242,18 +236,68 @@ enum class Op { Add, Sub, Mul, Div };
 
 bool IsNumber(HostObject h) { return IsReal(h) || IsTag(h, kTagComplex); }
 
-HostObject FloatOp(Op op, HostObject a, HostObject b) {
-  Mpfr x(WorkingBits()), y(WorkingBits());
-  ToMpfr(a, x.v);
-  ToMpfr(b, y.v);
-  HostObject r = NewFloat(WorkingBits(), WorkingDigits());
-  mpfr_ptr z = FloatMpfr(r);
+// The number of a float operand that is already at the working precision,
+// used where it lies; null when it would have to be rounded first.
+mpfr_srcptr InPlace(HostObject h, mpfr_prec_t bits) {
+  if (!IsTag(h, kTagFloat)) return nullptr;
+  mpfr_srcptr x = &reinterpret_cast<FloatBody*>(h)->mp;
+  return mpfr_get_prec(x) == bits ? x : nullptr;
+}
+
+// true, with *n its value, for a nonzero immediate integer that the working
+// precision holds exactly: MPFR's _si functions then round the exact result
+// once, as the operation on the converted operand does. Zero is left to the
+// general path, where the signs of zero results follow IEEE 754 (the _si
+// functions return the other operand unchanged for 0).
+bool ExactSmall(HostObject h, mpfr_prec_t bits, long* n) {
+  if (!IsImmediate(h)) return false;
+  *n = ImmediateValue(h);
+  return *n != 0 && (bits >= 62 || std::labs(*n) < (1L << bits));
+}
+
+void Apply(Op op, mpfr_ptr z, mpfr_srcptr x, mpfr_srcptr y) {
   switch (op) {
-    case Op::Add: mpfr_add(z, x.v, y.v, MPFR_RNDN); break;
-    case Op::Sub: mpfr_sub(z, x.v, y.v, MPFR_RNDN); break;
-    case Op::Mul: mpfr_mul(z, x.v, y.v, MPFR_RNDN); break;
-    case Op::Div: mpfr_div(z, x.v, y.v, MPFR_RNDN); break;
+    case Op::Add: mpfr_add(z, x, y, MPFR_RNDN); break;
+    case Op::Sub: mpfr_sub(z, x, y, MPFR_RNDN); break;
+    case Op::Mul: mpfr_mul(z, x, y, MPFR_RNDN); break;
+    case Op::Div: mpfr_div(z, x, y, MPFR_RNDN); break;
   }
+}
+
+// z = x op n, or n op x when swapped.
+void ApplyLong(Op op, mpfr_ptr z, mpfr_srcptr x, long n, bool swapped) {
+  switch (op) {
+    case Op::Add: mpfr_add_si(z, x, n, MPFR_RNDN); break;
+    case Op::Mul: mpfr_mul_si(z, x, n, MPFR_RNDN); break;
+    case Op::Sub: swapped ? mpfr_si_sub(z, n, x, MPFR_RNDN) : mpfr_sub_si(z, x, n, MPFR_RNDN); break;
+    case Op::Div: swapped ? mpfr_si_div(z, n, x, MPFR_RNDN) : mpfr_div_si(z, x, n, MPFR_RNDN); break;
+  }
+}
+
+// a op b rounded once to the working precision, each operand first rounded
+// to the working precision. Operands already there are read in place.
+HostObject FloatOp(Op op, HostObject a, HostObject b) {
+  const mpfr_prec_t bits = WorkingBits();
+  HostObject r = NewWorkingFloat();
+  mpfr_ptr z = FloatMpfr(r);
+  mpfr_srcptr x = InPlace(a, bits), y = InPlace(b, bits);
+  if (x && y) {
+    Apply(op, z, x, y);
+    return r;
+  }
+  long n;
+  if (x && ExactSmall(b, bits, &n)) {
+    ApplyLong(op, z, x, n, false);
+    return r;
+  }
+  if (y && ExactSmall(a, bits, &n)) {
+    ApplyLong(op, z, y, n, true);
+    return r;
+  }
+  Mpfr tx(bits), ty(bits);
+  ToMpfr(a, tx.v);
+  ToMpfr(b, ty.v);
+  Apply(op, z, tx.v, ty.v);
   return r;
 }
 
@@ -362,7 +406,7 @@ HostObject Pow(HostObject a, HostObject b) {
   if (IsReal(a) && IsReal(b) && (IsFloatObject(a) || IsFloatObject(b))) {
     Mpfr x(WorkingBits()), y(WorkingBits());
     ToMpfr(a, x.v);
-    HostObject r = NewFloat(WorkingBits(), WorkingDigits());
+    HostObject r = NewWorkingFloat();
     if (IsExact(b) && !IsTag(b, kTagRational)) {
       // An integer exponent is used exactly: rounded to the working
       // precision, an odd one may turn even and flip the sign.

@@ -40,7 +40,7 @@ const std::map<std::string, Mpfr1>& KnownFunctions() {
 
 // A float result at the working precision from a function of one float.
 HostObject FloatFunction(Mpfr1 fn, HostObject x) {
-  HostObject r = NewFloat(WorkingBits(), WorkingDigits());
+  HostObject r = NewWorkingFloat();
   mpfr_t arg;
   mpfr_init2(arg, WorkingBits());
   ToMpfr(x, arg);
@@ -76,7 +76,7 @@ HostObject EvalfCall(HostObject f) {
       auto it = KnownFunctions().find(name);
       if (it != KnownFunctions().end() && args.size() == 1) return FloatFunction(it->second, args[0]);
       if (name == "arctan" && args.size() == 2) {
-        HostObject r = NewFloat(WorkingBits(), WorkingDigits());
+        HostObject r = NewWorkingFloat();
         mpfr_t y, x;
         mpfr_inits2(WorkingBits(), y, x, static_cast<mpfr_ptr>(nullptr));
         ToMpfr(args[0], y);
@@ -106,7 +106,7 @@ HostObject EvalfAt(HostObject h) {
       if (IsAssigned(h)) return EvalfAt(QuarnEval(Kernel(), h));
       std::string name = NameText(h);
       if (name == "Pi") {
-        HostObject r = NewFloat(WorkingBits(), WorkingDigits());
+        HostObject r = NewWorkingFloat();
         mpfr_const_pi(FloatMpfr(r), MPFR_RNDN);
         return r;
       }

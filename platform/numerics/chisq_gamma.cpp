@@ -45,7 +45,8 @@ QuarnFloat GammaDeviate(NagError* fail, const char* routine, const QuarnFloat& p
   };
   // log density of w: a w - e^w - log Gamma(a), a sum whose terms may be far
   // larger than it.
-  CachedConstant log_gamma_a([&](arb_ptr res, slong prec) { arb_hypgeom_lgamma(res, a, prec); });
+  CachedConstant log_gamma_a([&](arb_ptr res, slong prec) { arb_hypgeom_lgamma(res, a, prec); },
+                              SolverConstantBits());
   pb_.log_density = [&](arb_ptr res, arb_srcptr w, slong prec) {
     double wd = arf_get_d(arb_midref(w), ARF_RND_NEAR);
     slong wp = prec + MagnitudeBits(ad * std::fabs(wd) + std::exp(std::min(wd, 700.0)) + lgamma_a) + 8;

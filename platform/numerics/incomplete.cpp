@@ -138,13 +138,61 @@ namespace {
 // multiplies by the full-length z; below it the series is faster.
 constexpr slong kArbGammaLowerBits = 768;
 
+// The precision of the density bounds below.
+constexpr slong kBoundBits = 64;
+
+// (shape - 1) log x, at kBoundBits.
+void ShapeLog(arb_ptr res, arb_srcptr shape, arb_srcptr x) {
+  Ball t;
+  arb_log(res, x, kBoundBits);
+  arb_sub_ui(t, shape, 1, kBoundBits);
+  arb_mul(res, res, t, kBoundBits);
+}
+
+// f(res, x) for a ball x whose radius f carries into its result crudely:
+// f at x's midpoint, widened by the radius times |slope|, a bound of |f'|
+// over x (the mean value theorem); f at x itself when x is exact or the
+// slope is not finite.
+template <class F>
+void AtMidpoint(arb_ptr res, arb_srcptr x, arb_srcptr slope, F&& f) {
+  if (mag_is_zero(arb_radref(x)) || !arb_is_finite(slope)) {
+    f(res, x);
+    return;
+  }
+  Ball mid;
+  arf_set(arb_midref(mid.get()), arb_midref(x));
+  f(res, mid);
+  mag_t e;
+  mag_init(e);
+  arb_get_mag(e, slope);
+  mag_mul(e, e, arb_radref(x));
+  mag_add(arb_radref(res), arb_radref(res), e);
+  mag_clear(e);
+}
+
+// Arb's regularised P(a, z) at prec + 16 bits. Arb carries the radius of z
+// into its result crudely (up to 30 bits beyond it at a decimal a), so the
+// radius goes through the bound of the density z^(a-1) e^-z / Gamma(a) over
+// z, computed at 64 bits.
+void ArbGammaLower(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec) {
+  Ball density;
+  if (!mag_is_zero(arb_radref(z))) {
+    Ball t;
+    ShapeLog(density, a, z);
+    arb_sub(density, density, z, kBoundBits);
+    arb_hypgeom_lgamma(t, a, kBoundBits);
+    arb_sub(density, density, t, kBoundBits);
+    arb_exp(density, density, kBoundBits);
+  }
+  AtMidpoint(res, z, density, [&](arb_ptr r, arb_srcptr at) { arb_hypgeom_gamma_lower(r, a, at, 1, prec + 16); });
+}
+
 // P(a, z) for z < a + 1: by Arb at high precision where a is moderate (with
-// large a its evaluation loses accuracy or slows down), with 16 bits for
-// those it loses, when its ball is nearly as narrow as the series'; else by
-// the series.
+// large a its evaluation loses accuracy or slows down) when its ball is
+// nearly as narrow as the series'; else by the series.
 void GammaLowerBelowMean(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec) {
   if (prec >= kArbGammaLowerBits && Mid(a) <= 100.0) {
-    arb_hypgeom_gamma_lower(res, a, z, 1, prec + 16);
+    ArbGammaLower(res, a, z, prec);
     if (arb_rel_accuracy_bits(res) >= prec - 8) return;
   }
   GammaLowerSeries(res, a, z, prec);
@@ -315,12 +363,57 @@ bool ArbBetaReliable(double a, double b) {
   return !(lo < 2.0 && hi > 40.0) && !(lo < 1e6 && hi > 1e12) && hi <= 1e15;
 }
 
+// The precision from which Arb's incomplete beta changes its ways (below).
+constexpr slong kArbBetaLongBits = 1100;
+
+// Bits Arb's incomplete beta loses beyond its usual few with a parameter of
+// long mantissa (a decimal such as 7.1): 10 to 13 below about 1100 bits,
+// and from there bits in proportion to the precision: 40 to 110 at 1685
+// bits, 70 to 140 at 3350. Asking for them up front costs a few per cent;
+// finding out from the ball costs the rounding loop a second evaluation. At
+// a small x (0.001) the loss stays at a few bits.
+slong ArbBetaExtraBits(arb_srcptr a, arb_srcptr b, arb_srcptr x, slong prec) {
+  if (std::max(arb_bits(a), arb_bits(b)) <= 64 || Mid(x) < 0.0625) return 0;
+  return prec < kArbBetaLongBits ? 16 : prec / 16 + 16;
+}
+
+// The density x^(a-1) (1-x)^(b-1) / B(a, b) over the ball x at kBoundBits;
+// not finite when x reaches 0 or 1.
+void BetaDensityBall(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x) {
+  Ball s, t;
+  ShapeLog(res, a, x);
+  Complement(s, x, kBoundBits);
+  ShapeLog(t, b, s);
+  arb_add(res, res, t, kBoundBits);
+  LogBeta(t, a, b, kBoundBits);
+  arb_sub(res, res, t, kBoundBits);
+  arb_exp(res, res, kBoundBits);
+}
+
+// Arb's I_x(a, b). From about 1100 bits on Arb carries the radius of x into
+// its result crudely (30 bits beyond the radius at 1700 bits), so there the
+// radius goes through the density's bound over x; below, the bound would
+// cost more than the bits it saves. 16 bits more for what Arb loses at an
+// exact x of full length.
+void ArbBetaLower(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong prec) {
+  const slong wp = prec + ArbBetaExtraBits(a, b, x, prec);
+  if (mag_is_zero(arb_radref(x)) || prec < kArbBetaLongBits) {
+    arb_hypgeom_beta_lower(res, a, b, x, 1, wp);
+    return;
+  }
+  Ball density;
+  BetaDensityBall(density, a, b, x);
+  AtMidpoint(res, x, density, [&](arb_ptr r, arb_srcptr at) {
+    arb_hypgeom_beta_lower(r, a, b, at, 1, mag_is_zero(arb_radref(at)) ? wp + 16 : wp);
+  });
+}
+
 // I_x(a, b) by Arb where it is reliable, else by the series.
 void BetaLowerAny(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, slong prec) {
   if (ArbBetaReliable(Mid(a), Mid(b))) {
     // Charged as a few hundred series terms, about what it costs.
     ChargeWork(prec, 300);
-    arb_hypgeom_beta_lower(res, a, b, x, 1, prec);
+    ArbBetaLower(res, a, b, x, prec);
     if (arb_is_finite(res)) return;
   }
   BetaLowerSeries(res, a, b, x, y, prec);

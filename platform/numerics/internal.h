@@ -6,6 +6,7 @@
 
 #include <arb.h>
 
+#include <algorithm>
 #include <functional>
 #include <initializer_list>
 #include <limits>
@@ -84,14 +85,17 @@ class BallVector {
 // A constant of one problem (log B(a, b), log Gamma(a)) that an iteration
 // needs at varying precisions: computed when a precision above every earlier
 // one is asked for, and reused below it (a ball at a higher precision serves
-// any lower one).
+// any lower one). A solver that asks at a low precision first and at the
+// working precision later gives the latter as `floor`, so that the constant
+// is computed once, at the higher (SolverConstantBits()).
 class CachedConstant {
  public:
-  explicit CachedConstant(std::function<void(arb_ptr, slong)> eval) : eval_(std::move(eval)) {}
+  explicit CachedConstant(std::function<void(arb_ptr, slong)> eval, slong floor = 0)
+      : eval_(std::move(eval)), floor_(floor) {}
   arb_srcptr At(slong prec) {
     if (prec > prec_) {
-      prec_ = prec;
-      eval_(value_, prec);
+      prec_ = std::max(prec, floor_);
+      eval_(value_, prec_);
     }
     return value_;
   }
@@ -99,11 +103,16 @@ class CachedConstant {
  private:
   std::function<void(arb_ptr, slong)> eval_;
   Ball value_;
+  slong floor_;
   slong prec_ = 0;
 };
 
 // The binary precision of the result: that of the working Digits.
 slong TargetBits();
+
+// The floor for a deviate solver's constants: above what its last step asks
+// for at the working precision (guard bits, the integer bits of w, margins).
+slong SolverConstantBits();
 
 // Bits beyond the target that the deviate solver carries, and by which the
 // rounding loop raises the precision of a pass that failed (twice over, with
@@ -129,7 +138,8 @@ using BallFunction = std::function<void(arb_ptr, slong)>;
 
 // The value of eval correctly rounded to the working precision (Ziv):
 // evaluates at TargetBits() + kFirstGuardBits + extra_bits, and raises the
-// precision by the bits the ball lost and 2 kGuardBits (at least by half)
+// precision by the bits the ball lost and 2 kGuardBits (from the second
+// retry on, at least by half)
 // until the ball rounds to one float. extra_bits are the bits the caller
 // knows eval to lose (a condition number); arguments that eval computes
 // should carry the bits their own condition costs, so that only the final

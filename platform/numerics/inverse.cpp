@@ -401,7 +401,7 @@ bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
     BetaTail(res, a, b, x, y, false, prec);
   };
   // log density of w: a log x + b log y - log B(a, b).
-  CachedConstant log_beta([&](arb_ptr res, slong prec) { LogBeta(res, a, b, prec); });
+  CachedConstant log_beta([&](arb_ptr res, slong prec) { LogBeta(res, a, b, prec); }, SolverConstantBits());
   pb.log_density = [&](arb_ptr res, arb_srcptr w, slong prec) {
     double wd = std::fabs(Mid(w));
     slong wp = prec + MagnitudeBits((ad + bd) * (wd + 1.0) + std::fabs(std::lgamma(ad)) + std::fabs(std::lgamma(bd)));

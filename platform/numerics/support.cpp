@@ -57,6 +57,8 @@ bool WorkExhausted() {
   return g_work_left <= 0;
 }
 
+slong SolverConstantBits() { return TargetBits() + 4 * kGuardBits + 16; }
+
 slong MagnitudeBits(double v) {
   double m = std::fabs(v);
   if (!(m < 1e300)) return 1100;
@@ -110,6 +112,7 @@ bool CorrectlyRounded(QuarnFloat* out, const BallFunction& eval, slong extra_bit
   slong prec = bits + kFirstGuardBits + extra_bits;
   Ball r;
   bool unique = false;
+  int retries = 0;
   *out = floats::Compute([&](mpfr_ptr z) {
     for (;;) {
       host::CheckInterrupt();  // a pass at high precision can take seconds
@@ -120,11 +123,15 @@ bool CorrectlyRounded(QuarnFloat* out, const BallFunction& eval, slong extra_bit
         return;
       }
       if (prec >= cap) break;
-      // Raise by the bits the ball lost, and at least by a doubling guard.
+      // Raise by the bits the ball lost and a doubling guard: a pass that
+      // lost a few bits more than its guard (Arb's incomplete beta at a
+      // decimal parameter) is then repeated only a little above. From the
+      // second retry on, by at least half as much again, so that a value
+      // close to a rounding boundary is reached in few passes.
       slong acc = arb_is_finite(r) ? arb_rel_accuracy_bits(r) : -prec;
       slong lost = prec - (acc > -prec ? acc : -prec);
       slong step = lost + 2 * kGuardBits;
-      if (step < prec / 2) step = prec / 2;
+      if (retries++ > 0 && step < prec / 2) step = prec / 2;
       prec += step;
       if (prec > cap) prec = cap;
     }

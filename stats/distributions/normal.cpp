@@ -6,7 +6,6 @@
 // (x - mu)/sigma, whose relative error a tail multiplies by about z^2, and
 // the location mu + sigma z, which may cancel. So every value is within an
 // ulp of the exact function at its inputs.
-#include <algorithm>
 #include <cmath>
 
 #include "platform/numerics/numerics.h"
@@ -20,10 +19,6 @@ namespace {
 
 QuarnFloat StandardNormalTail(QKernel kv, Nag_TailProbability tail, const QuarnFloat& z) {
   return CallRoutine(kv, [&](NagError* e) { return QuarnMP_g01eac(tail, z, e); });
-}
-
-QuarnFloat StandardNormalProbability(QKernel kv, const QuarnFloat& z) {
-  return StandardNormalTail(kv, kLowerTail, z);
 }
 
 // z = (x - mu)/sigma, noting what a function of z loses to z's error: the
@@ -40,30 +35,6 @@ QuarnFloat Standardize(Guard& g, const QuarnFloat& x, const QuarnFloat& mu, cons
   return z;
 }
 
-// Newton's method on Phi(z) = u from the routine's estimate z0, with the
-// slope 1/sqrt(2 Pi) exp(-z^2/2) at double accuracy, until two iterates agree
-// to 10^-Digits relatively, at most Digits steps. Without agreement within the
-// limit the estimate itself is returned. A zero slope (far in a tail) fails.
-QuarnFloat RefineNormalDeviate(QKernel kv, const QuarnFloat& u, const QuarnFloat& z0) {
-  const long digits = QuarnDigits();
-  const QuarnFloat tol = pow(10.0, QuarnFloat(-digits));
-  const QuarnFloat g(0.5 / std::sqrt(2.0 * std::atan(1.0)));
-  QuarnFloat z = z0;
-  QuarnFloat F = StandardNormalProbability(kv, z) - u;
-  QuarnFloat d = g * exp((-0.5 * z) * z);
-  for (long k = 0; k < digits; ++k) {
-    if (d == 0) QuarnRaiseError(kv, "NewtonRaphson root-finding method failed to converge.");
-    QuarnFloat z1 = z - F / d;
-    QuarnFloat F1 = StandardNormalProbability(kv, z1) - u;
-    QuarnFloat d1 = g * exp((-0.5 * z1) * z1);
-    if (fabs(z1 - z) / (fabs(z) + fabs(z1)) < tol) return z1;
-    z = z1;
-    F = F1;
-    d = d1;
-  }
-  return z0;
-}
-
 // The lower or upper tail at x (log x for the log-normal, log_x true).
 QuarnFloat NormalTail(QKernel kv, Nag_TailProbability tail, const QuarnFloat& x, const QuarnFloat& mu,
                       const QuarnFloat& sigma, bool log_x) {
@@ -73,26 +44,28 @@ QuarnFloat NormalTail(QKernel kv, Nag_TailProbability tail, const QuarnFloat& x,
   });
 }
 
-// The standard deviate at the lower-tail level u: the routine's, refined by
-// Newton's method when the caller's Digits is above 14 (refine). Newton's
-// residual Phi(z) - u is good to an ulp of max(u, Phi(z)), which moves z by
-// that over the density: relatively (min(u, 1/2) / phi(z)) / |z| ulps.
-QuarnFloat NormalQuantile(QKernel kv, Guard& g, const QuarnFloat& u, bool refine, const char* upper_entry) {
-  QuarnFloat z = CallDeviateRoutine(kv, u, upper_entry, [&](NagError* e) { return QuarnMP_g01fac(kLowerTail, u, e); });
-  if (!refine) return z;
-  z = RefineNormalDeviate(kv, u, z);
-  const double zd = z.ToDouble(), level = std::min(u.ToDouble(), 0.5);
-  if (zd != 0) g.Condition(level * std::sqrt(2 * M_PI) * std::exp(std::min(0.5 * zd * zd, 700.0)) / std::fabs(zd));
-  return z;
+// mu + sigma z for the standard deviate z at the lower-tail level u (lower)
+// or the upper-tail level u (upper). The routine's deviate is correctly
+// rounded at the working precision: it already inverts the probability
+// function there, and Newton's method against that function would have
+// nothing left to correct.
+QuarnFloat NormalValue(QKernel kv, Guard& g, const QuarnFloat& u, const QuarnFloat& mu, const QuarnFloat& sigma,
+                       bool upper, const char* upper_entry) {
+  QuarnFloat z = upper ? CallRoutine(kv, [&](NagError* e) { return QuarnMP_g01fac(kUpperTail, u, e); })
+                       : CallDeviateRoutine(kv, u, upper_entry,
+                                            [&](NagError* e) { return QuarnMP_g01fac(kLowerTail, u, e); });
+  return g.Add(mu, sigma * z);
 }
 
-// mu + sigma z for the deviate z at the lower-tail level u (lower) or the
-// upper-tail level u (upper, the routine's value itself).
-QuarnFloat NormalValue(QKernel kv, Guard& g, const QuarnFloat& u, const QuarnFloat& mu, const QuarnFloat& sigma,
-                       bool upper, bool refine, const char* upper_entry) {
-  QuarnFloat z = upper ? CallRoutine(kv, [&](NagError* e) { return QuarnMP_g01fac(kUpperTail, u, e); })
-                       : NormalQuantile(kv, g, u, refine, upper_entry);
-  return g.Add(mu, sigma * z);
+// The deviate with mu + sigma z formed with guard digits; for the standard
+// normal (0 + 1 z, exact) the routine's value is the result as it is.
+QuarnFloat NormalDeviate(QKernel kv, const QuarnFloat& u, const QuarnFloat& mu, const QuarnFloat& sigma, bool upper,
+                         const char* upper_entry) {
+  if (mu == 0 && sigma == 1) {
+    Guard exact;
+    return NormalValue(kv, exact, u, mu, sigma, upper, upper_entry);
+  }
+  return Guarded(kv, [&](Guard& g) { return NormalValue(kv, g, u, mu, sigma, upper, upper_entry); });
 }
 
 // The density at x (log x for the log-normal, whose density is that of
@@ -116,18 +89,12 @@ QuarnFloat STATS_NormalUpperProbability_MP(QKernel kv, QuarnFloat x, QuarnFloat 
   return NormalTail(kv, kUpperTail, x, mu, sigma, false);
 }
 
-// The routine's deviate is the estimate; above 14 digits Newton's method
-// refines it against the routine's probability, so that the deviate inverts
-// the probability function to the working precision.
 QuarnFloat STATS_NormalDeviate_MP(QKernel kv, QuarnFloat u, QuarnFloat mu, QuarnFloat sigma) {
-  const bool refine = QuarnDigits() > 14;
-  return Guarded(kv, [&](Guard& g) {
-    return NormalValue(kv, g, u, mu, sigma, false, refine, "QuarnNormalUpperDeviate");
-  });
+  return NormalDeviate(kv, u, mu, sigma, false, "QuarnNormalUpperDeviate");
 }
 
 QuarnFloat STATS_NormalUpperDeviate_MP(QKernel kv, QuarnFloat q, QuarnFloat mu, QuarnFloat sigma) {
-  return Guarded(kv, [&](Guard& g) { return NormalValue(kv, g, q, mu, sigma, true, false, nullptr); });
+  return NormalDeviate(kv, q, mu, sigma, true, nullptr);
 }
 
 QuarnFloat STATS_NormalDensity_MP(QKernel kv, QuarnFloat x, QuarnFloat mu, QuarnFloat sigma) {
@@ -164,10 +131,10 @@ namespace {
 
 // exp of the normal deviate, whose relative error is |y| times the
 // deviate's.
-QuarnFloat LogNormalValue(QKernel kv, const QuarnFloat& u, const QuarnFloat& mu, const QuarnFloat& sigma, bool upper,
-                          bool refine) {
+QuarnFloat LogNormalValue(QKernel kv, const QuarnFloat& u, const QuarnFloat& mu, const QuarnFloat& sigma,
+                          bool upper) {
   return Guarded(kv, [&](Guard& g) {
-    QuarnFloat y = NormalValue(kv, g, u, mu, sigma, upper, refine, "QuarnLogNormalUpperDeviate");
+    QuarnFloat y = NormalValue(kv, g, u, mu, sigma, upper, "QuarnLogNormalUpperDeviate");
     g.Condition(y.ToDouble());
     return exp(y);
   });
@@ -176,11 +143,11 @@ QuarnFloat LogNormalValue(QKernel kv, const QuarnFloat& u, const QuarnFloat& mu,
 }  // namespace
 
 QuarnFloat STATS_LogNormalDeviate_MP(QKernel kv, QuarnFloat u, QuarnFloat mu, QuarnFloat sigma) {
-  return LogNormalValue(kv, u, mu, sigma, false, QuarnDigits() > 14);
+  return LogNormalValue(kv, u, mu, sigma, false);
 }
 
 QuarnFloat STATS_LogNormalUpperDeviate_MP(QKernel kv, QuarnFloat q, QuarnFloat mu, QuarnFloat sigma) {
-  return LogNormalValue(kv, q, mu, sigma, true, false);
+  return LogNormalValue(kv, q, mu, sigma, true);
 }
 
 QuarnFloat STATS_LogNormalDensity_MP(QKernel kv, QuarnFloat x, QuarnFloat mu, QuarnFloat sigma) {

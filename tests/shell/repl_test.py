@@ -62,6 +62,7 @@ wait_for(PROMPT)
 
 # Ctrl-C at the prompt drops the line being typed; the session goes on.
 send("1 + ")
+wait_for(r"1 \+ $")  # read and echoed: the Ctrl-C comes while the line is edited
 send("\x03")
 wait_for(PROMPT)
 send("6 * 7;\n")
@@ -73,6 +74,7 @@ check("ctrl-c at the prompt", "42" in text, text)
 for name, statement in [("sample", "randomize(1): s := QuarnNormalRandomSample(10^7, 0, 1):"),
                         ("deviate", "Digits := 100000: d := QuarnNormalDeviate(0.3, 0, 1):")]:
     send("keep := 5: " + statement + "\n")
+    wait_for(re.escape(statement) + r"\r?\n")  # the line has been read
     # Let it start, and interrupt it well before it could end: the sample
     # alone takes about 2 s on a quiet machine, the deviate far longer.
     time.sleep(0.3)

@@ -72,6 +72,37 @@ TEST(HostArithmetic, ExactAgainstFloat) {
   EXPECT_EQ(P(host::MakeFloat(0.1)), "0.100000000000000005551115123126");
 }
 
+// A float and a small integer combine as if the integer were first made a
+// float of the working precision: same value, same sign of zero, same NaN,
+// whether the integer is exact there (read as it is) or not (rounded first).
+TEST(HostArithmetic, FloatWithIntegerAsWithItsFloat) {
+  ScopedDigits d(10);
+  using Fn = HostObject (*)(HostObject, HostObject);
+  const Fn ops[] = {host::Add, host::Sub, host::Mul, host::Div};
+  const char* floats[] = {"0.0", "-0.0", "0.1", "-2.5", "1e30", "3.0"};
+  const long ints[] = {0, 1, -7, 3, (1L << 40) + 1, (1L << 60) - 1};
+  auto same = [](HostObject x, HostObject y) {
+    mpfr_srcptr a = host::FloatMpfr(x), b = host::FloatMpfr(y);
+    return (mpfr_nan_p(a) && mpfr_nan_p(b)) || (mpfr_equal_p(a, b) && mpfr_signbit(a) == mpfr_signbit(b));
+  };
+  std::vector<HostObject> specials = {host::FloatInfinity(1), host::FloatUndefined()};
+  for (HostObject f : specials) ASSERT_EQ(host::KindOf(f), host::Kind::Float);
+  std::vector<HostObject> xs(specials);
+  for (const char* t : floats) xs.push_back(F(t));
+  for (Fn op : ops) {
+    for (HostObject x : xs) {
+      for (long n : ints) {
+        HostObject nf = host::Evalf(I(n));
+        SCOPED_TRACE(P(x) + " with " + std::to_string(n));
+        EXPECT_TRUE(same(op(I(n), x), op(nf, x)));
+        if (op != host::Div || n != 0) {
+          EXPECT_TRUE(same(op(x, I(n)), op(x, nf)));
+        }
+      }
+    }
+  }
+}
+
 TEST(HostArithmetic, Powers) {
   EXPECT_EQ(P(host::Pow(I(2), I(100))), "1267650600228229401496703205376");
   EXPECT_EQ(P(host::Pow(Q(2, 3), I(-2))), "9/4");

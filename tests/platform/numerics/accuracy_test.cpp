@@ -82,8 +82,10 @@ std::vector<Row> LoadTable(const std::string& routine, int inputs) {
   return rows;
 }
 
-// An input written as a hexadecimal float, exactly, at the working precision.
+// An input written as a hexadecimal float, exactly, at the working precision;
+// or a decimal (7.1), rounded to it as the host reads a typed number.
 QuarnFloat Input(const std::string& hex) {
+  if (hex.find("0x") == std::string::npos) return QuarnFloat(host::ParseFloat(hex));
   return quarn::floats::Compute([&](mpfr_ptr z) {
     int inexact = mpfr_set_str(z, hex.c_str(), 0, MPFR_RNDN);
     EXPECT_EQ(0, inexact) << "input " << hex << " is not a number";
