@@ -31,8 +31,12 @@ double ThreadSeconds() {
 
 void ResetWork() {
   g_work_left = kWorkLimit;
-  if (g_shared_depth == 0) g_started = ThreadSeconds();
   g_charges = 0;
+  if (g_shared_depth == 0) {
+    g_started = ThreadSeconds();
+  } else if (ThreadSeconds() - g_started > kTimeLimitSeconds) {
+    g_work_left = 0;  // the shared time is spent: fail before any work
+  }
 }
 
 SharedWorkLimit::SharedWorkLimit() {
