@@ -418,7 +418,7 @@ void IntegerRatio(arb_ptr res, long a, long b, long c, long d, slong prec) {
 class HypergeometricMass : public Mass {
  public:
   HypergeometricMass(long n, long l, long m) : n_(n), l_(l), m_(m) {
-    lo = std::max(0L, l + m - n);
+    lo = std::max(0L, l - (n - m));  // l + m - n, which may overflow (0 <= l, m <= n)
     hi = std::min(l, m);
     const double nd = static_cast<double>(n), ld = static_cast<double>(l), md = static_cast<double>(m);
     mean = n > 0 ? ld * md / nd : 0.0;

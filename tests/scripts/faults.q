@@ -60,6 +60,9 @@ QuarnGeometricDeviate(0.5, 1e-400000);
 # The width of a discrete uniform law overflowed a long (2^64 becomes the
 # largest long, so the value is 17 / (2^63 + 20)).
 Digits := 30: QuarnDiscreteUniformProbability(-3.5, -20, 2^64); Digits := 10:
+# So did l + m - n of a hypergeometric law with all three at the largest
+# long (every draw is marked, so P(X <= 0) = 0).
+QuarnHypergeometricProbability(1/3, 6.20686702e+23, 2^64+1, 3.219701258e+20);
 # A signed overflow in the deviate solver: with 2^64 numerator degrees of
 # freedom the F deviate is the limit 5 / (the chi-square(5) deviate at 0.7).
 QuarnFRatioDeviate(0.3, 2^64, 5);
