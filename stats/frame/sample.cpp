@@ -227,7 +227,9 @@ HostObject GetOutputVector(QKernel kv, HostObject arg) {
     RTableGetSettings(kv, &rts, arg);
     if (rts.storage != RTABLE_RECT)
       QuarnRaiseError1(kv, "output array must have rectangular storage, received: %1", arg);
-    if (rts.data_type != RTABLE_DAG && rts.data_type != RTABLE_FLOAT64)
+    // The caller writes QuarnFloat objects into the data block, which only a
+    // general-type array holds: float[8] is refused too.
+    if (rts.data_type != RTABLE_DAG)
       QuarnRaiseError1(kv, "output array must have float[8] or sfloat data type, received: %1", arg);
     CheckWritable(kv, rts, arg);
     return arg;
@@ -236,18 +238,9 @@ HostObject GetOutputVector(QKernel kv, HostObject arg) {
 }
 
 void FillOutputVector(QKernel kv, HostObject out, const std::function<QuarnFloat()>& next) {
-  RTableSettingsRecord rts;
-  RTableGetSettings(kv, &rts, out);
   const size_t n = RTableNumElements(kv, out);
-  void* block = RTableDataBlock(kv, out);
-  if (rts.data_type == RTABLE_FLOAT64) {
-    auto* doubles = static_cast<double*>(block);
-    for (size_t k = 0; k < n; ++k) doubles[k] = next().ToDouble();
-  } else {
-    assert(rts.data_type == RTABLE_DAG && "GetOutputVector admits general and float[8] arrays only");
-    auto* floats = static_cast<QuarnFloat*>(block);
-    for (size_t k = 0; k < n; ++k) floats[k] = next();
-  }
+  auto* floats = static_cast<QuarnFloat*>(RTableDataBlock(kv, out));
+  for (size_t k = 0; k < n; ++k) floats[k] = next();
 }
 
 }  // namespace quarnstats

@@ -84,11 +84,11 @@ SampleArrays ReadSample(QKernel kv, const _DataSample& sample, bool ignore_missi
 // type when one is given).
 HostObject CreateResultVector(QKernel kv, long n, int data_type = RTABLE_DAG);
 // An rtable to assign floats into: the argument itself when it is a
-// writable rectangular rtable of general or float[8] data type, or a new
+// writable rectangular rtable of general data type, or a new
 // general one of the size it gives (checked by SampleLength).
 HostObject GetOutputVector(QKernel kv, HostObject arg);
 // Assigns next() to every element of an rtable from GetOutputVector, in
-// storage order; a float[8] array receives the floats rounded to doubles.
+// storage order.
 void FillOutputVector(QKernel kv, HostObject out, const std::function<QuarnFloat()>& next);
 
 // Number of elements of an rtable's first dimension.
