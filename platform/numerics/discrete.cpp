@@ -61,11 +61,11 @@ slong SumPrecision(const Mass& f, slong prec) {
 // the support, at the working precision wp of SumPrecision, from
 // mass_k = p_k.
 void TailSum(arb_ptr res, const Mass& f, long k, bool upper, arb_srcptr mass_k, slong wp) {
-  long j = upper ? k + 1 : k;
-  if (j > f.hi || j < f.lo) {
+  if (upper ? k >= f.hi : k < f.lo) {  // (k + 1 is not formed at the largest long)
     arb_zero(res);
     return;
   }
+  long j = upper ? k + 1 : k;
   Ball t, r, next;
   arb_set(t, mass_k);
   if (upper) {
@@ -217,6 +217,16 @@ bool CheckNonNegative(NagError* fail, const char* name, long v) {
   if (v >= 0) return true;
   Fail(fail, NE_INT_ARG_LT, std::string(name) + " must be non-negative, received " + name + " = " +
                                 std::to_string(v) + ".");
+  return false;
+}
+
+// A count converted from a float beyond the range of long arrives as the
+// largest long, which therefore stands for "too large" and is refused.
+bool CheckCount(NagError* fail, const char* name, long v) {
+  if (!CheckNonNegative(fail, name, v)) return false;
+  if (v < std::numeric_limits<long>::max()) return true;
+  Fail(fail, NE_INT_ARG_GT, std::string(name) + " must be less than 2^63 - 1, received " + name + " = " +
+                                std::to_string(v) + " or more.");
   return false;
 }
 
@@ -450,7 +460,7 @@ class HypergeometricMass : public Mass {
 
 void QuarnMP_g01bjc(long n, QuarnFloat p, long k, QuarnFloat* plek, QuarnFloat* pgtk, QuarnFloat* peqk,
                     NagError* fail) {
-  if (!CheckNonNegative(fail, "n", n)) return SetAll(plek, pgtk, peqk, QuarnFloat(0.0));
+  if (!CheckCount(fail, "n", n)) return SetAll(plek, pgtk, peqk, QuarnFloat(0.0));
   if (auto early = Screen(fail, Tails::kNone, Nag_LowerTail, {{"p", p, Bound::kUnitOpen}})) {
     return SetAll(plek, pgtk, peqk, *early);
   }
@@ -474,7 +484,7 @@ void QuarnMP_g01bkc(QuarnFloat rlamda, long k, QuarnFloat* plek, QuarnFloat* pgt
 void QuarnMP_g01blc(long n, long l, long m, long k, QuarnFloat* plek, QuarnFloat* pgtk, QuarnFloat* peqk,
                     NagError* fail) {
   SetAll(plek, pgtk, peqk, QuarnFloat(0.0));
-  if (!CheckNonNegative(fail, "n", n) || !CheckNonNegative(fail, "l", l) || !CheckNonNegative(fail, "m", m)) {
+  if (!CheckCount(fail, "n", n) || !CheckNonNegative(fail, "l", l) || !CheckNonNegative(fail, "m", m)) {
     return;
   }
   for (auto [name, v] : {std::pair{"l", l}, std::pair{"m", m}}) {

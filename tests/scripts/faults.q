@@ -85,3 +85,6 @@ QuarnNonCentralStudentTProbability(1.5, 1e400000, 1);
 _EnvStatisticsIterations := 10^6: QuarnErrorDeviate(0.5, x -> x^3 - 2, x -> QuarnNormalProbability(x, 0, 1), 50, 20, 1e-6);
 _EnvStatisticsIterations := 2^40: QuarnErrorDeviate(0.999, x -> exp(-x)/(1 + exp(-x))^2, x -> 3*x^2, 2/39, Pi, 0.1);
 _EnvStatisticsIterations := '_EnvStatisticsIterations':
+# Counts beyond the range of long are refused (as in the hypergeometric row
+# above), not taken as the largest long, whose upper tail formed k + 1 past it.
+QuarnBinomialDeviate(0.999, 2^64, 1e-20);
