@@ -411,6 +411,12 @@ void SeriesSum(arb_ptr res, const Inner& in, arb_srcptr s0, double s0d, const We
   for (int round = 0; round < 8; ++round) {
     const long count = plan.hi - plan.lo + 1;
     const slong wp = prec + 2 * MagnitudeBits(static_cast<double>(count)) + 12;
+    // Each term costs a few ball operations at wp: the sum is charged to
+    // the call's work limit before it starts.
+    if (!ChargeWork(wp, count)) {
+      arb_indeterminate(res);
+      return;
+    }
     Ball a, b, wn, s, t, a_end, total;
     const long start = survival ? plan.hi : plan.lo;
     arb_set_si(s, start);
