@@ -1,7 +1,8 @@
 # make demo: install what is missing, build, run the tour.
 # make check: install what is missing, build (warnings as errors, UBSan), run every test
 #             (a short seeded fuzz round among them).
-# make fuzz:  a long fuzz round (FUZZ_CALLS calls from FUZZ_SEED) on the check build.
+# make fuzz:  a long fuzz round (FUZZ_CALLS calls from FUZZ_SEED, shared by FUZZ_JOBS
+#             processes) on the check build.
 # make asan:  build in build-asan with AddressSanitizer and UBSan, run every test and the
 #             fuzz round there.
 # make shell: the shell and the library alone, optimised, without tests (build-shell).
@@ -24,6 +25,7 @@ endif
 
 FUZZ_CALLS ?= 1000000
 FUZZ_SEED ?= 1
+FUZZ_JOBS ?= 2
 ASAN_BUILD ?= build-asan
 # The collector's heap holds what LeakSanitizer would call leaks.
 ASAN_ENV = ASAN_OPTIONS=detect_leaks=0:detect_stack_use_after_return=0 UBSAN_OPTIONS=print_stacktrace=1
@@ -47,7 +49,7 @@ check: build
 	ctest --test-dir $(BUILD) --output-on-failure -j2
 
 fuzz: build
-	$(BUILD)/bin/fuzz_entries --calls $(FUZZ_CALLS) --seed $(FUZZ_SEED)
+	$(BUILD)/bin/fuzz_entries --calls $(FUZZ_CALLS) --seed $(FUZZ_SEED) --jobs $(FUZZ_JOBS)
 
 asan: deps
 	@[ -f $(ASAN_BUILD)/build.ninja ] || cmake -S . -B $(ASAN_BUILD) -G Ninja $(CMAKE_FLAGS) -DQUARN_ASAN=ON

@@ -1,7 +1,7 @@
 // A seeded fuzz driver for the library's host entries.
 //
-//   fuzz_entries [--calls N] [--seed S] [--only TEXT] [--max-digits D]
-//                [--hang-seconds T] [--library PATH]
+//   fuzz_entries [--calls N] [--seed S] [--jobs J] [--only TEXT]
+//                [--max-digits D] [--hang-seconds T] [--library PATH]
 //
 // The entries are found in the library's dynamic symbol table (every
 // exported STATS_Quarn<Name>_MP and the regression entries STATS_g0..._MP),
@@ -24,11 +24,16 @@
 // after printing the call; a call that does not return within the hang
 // limit ends it too (a detector of endless loops, set far above any
 // legitimate call).
+//
+// With --jobs J the calls are shared by J processes, process j drawing its
+// calls from seed S + j (so --jobs 1 and the first process of any J make the
+// same calls); the exit status is 1 when any process had a finding or died.
 #include <elf.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -558,6 +563,7 @@ Kind KindFor(Generator& g, const EntryInfo& e, int i) {
 struct Options {
   uint64_t seed = 1;
   long calls = 3000;
+  int jobs = 1;
   std::string only;
   int max_digits = 1000;
   unsigned hang_seconds = 300;
@@ -570,6 +576,7 @@ Options ParseOptions(int argc, char** argv) {
     const std::string k = argv[i], v = argv[i + 1];
     if (k == "--calls") o.calls = std::stol(v);
     else if (k == "--seed") o.seed = std::stoull(v);
+    else if (k == "--jobs") o.jobs = std::max(1, std::stoi(v));
     else if (k == "--only") o.only = v;
     else if (k == "--max-digits") o.max_digits = std::stoi(v);
     else if (k == "--hang-seconds") o.hang_seconds = static_cast<unsigned>(std::stoul(v));
@@ -581,15 +588,52 @@ Options ParseOptions(int argc, char** argv) {
   }
   if (const char* s = std::getenv("QUARN_FUZZ_SEED")) o.seed = std::stoull(s);
   if (const char* s = std::getenv("QUARN_FUZZ_CALLS")) o.calls = std::stol(s);
+  if (const char* s = std::getenv("QUARN_FUZZ_JOBS")) o.jobs = std::max(1, std::stoi(s));
   return o;
+}
+
+// Runs the calls in opt.jobs child processes (before anything is loaded, so
+// each starts as a fresh driver); returns the exit status for all of them.
+int RunJobs(Options* opt) {
+  std::vector<pid_t> children;
+  const long share = opt->calls / opt->jobs, extra = opt->calls % opt->jobs;
+  for (int j = 0; j < opt->jobs; ++j) {
+    const pid_t pid = fork();
+    if (pid < 0) {
+      std::perror("fuzz_entries: fork");
+      return 2;
+    }
+    if (pid == 0) {
+      opt->seed += static_cast<uint64_t>(j);
+      opt->calls = share + (j < extra ? 1 : 0);
+      opt->jobs = 1;
+      return -1;  // the child goes on to fuzz
+    }
+    children.push_back(pid);
+  }
+  int result = 0;
+  for (pid_t pid : children) {
+    int status = 0;
+    if (waitpid(pid, &status, 0) < 0 || !WIFEXITED(status)) {
+      std::fprintf(stderr, "fuzz_entries: process %d did not finish normally\n", static_cast<int>(pid));
+      result = 1;
+    } else if (WEXITSTATUS(status) != 0) {
+      result = std::max(result, WEXITSTATUS(status));
+    }
+  }
+  return result;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  Options opt = ParseOptions(argc, argv);
+  if (opt.jobs > 1) {
+    const int status = RunJobs(&opt);
+    if (status >= 0) return status;
+  }
   shell::MarkStackBase();
   shell::InitShell();
-  Options opt = ParseOptions(argc, argv);
   if (opt.library.empty()) opt.library = shell::DefaultLibraryPath();
   g_seed = opt.seed;
   std::string why;
