@@ -130,7 +130,8 @@ void QuarnMP_g01eec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat tol, Qu
   if (auto early = Screen(fail, Tails::kNone, Nag_LowerTail,
                           {{"x", x, Bound::kUnitClosed}, {"a", a, Bound::kAtMostMillion},
                            {"b", b, Bound::kAtMostMillion}})) {
-    *p = *q = *pdf = *early;
+    *p = *q = *early;
+    if (pdf != nullptr) *pdf = *early;
     return;
   }
   Ball xb(x), yb, ab(a), bb(b);
@@ -157,7 +158,7 @@ void QuarnMP_g01eec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat tol, Qu
   };
   bool ok = CorrectlyRounded(upper_first ? q : p, first_tail, extra);
   ok = CorrectlyRounded(upper_first ? p : q, second_tail, extra) && ok;
-  ok = BetaDensity(pdf, x, xb, yb, ab, bb, extra) && ok;
+  if (pdf != nullptr) ok = BetaDensity(pdf, x, xb, yb, ab, bb, extra) && ok;
   Finish(fail, "QuarnMP_g01eec", ok, *p);
 }
 

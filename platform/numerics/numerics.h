@@ -87,7 +87,9 @@ QuarnFloat QuarnMP_g01edc(Nag_TailProbability tail, QuarnFloat f, QuarnFloat df1
 
 // Beta(a, b) at 0 <= x <= 1, 1e-300 <= a, b <= 1e6: *p = P(X <= x), *q = P(X > x)
 // (each computed directly, not as 1 minus the other) and *pdf the density.
-// tol is ignored: results are always to the working precision.
+// tol is ignored: results are always to the working precision. pdf may be
+// null when the caller has no use for the density, which is then not
+// computed (its log-gamma functions cost as much as a tail at Digits 15).
 void QuarnMP_g01eec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat tol, QuarnFloat* p, QuarnFloat* q,
                     QuarnFloat* pdf, NagError* fail);
 

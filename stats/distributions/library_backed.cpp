@@ -6,7 +6,8 @@
 // refused at a level of exactly 1 also names its upper-tail entry.
 // Arguments go to the routine unchanged: its range checks are the only ones.
 // The beta and gamma routines take a tolerance; 0 asks for the full working
-// precision.
+// precision. The beta probabilities leave out the routine's density, which
+// they do not return.
 #include "platform/numerics/numerics.h"
 #include "stats/distributions/distributions.h"
 #include "stats/distributions/internal.h"
@@ -16,8 +17,8 @@ using namespace quarnstats::dist;
 // Shapes a and b.
 QuarnFloat STATS_BetaProbability_MP(QKernel kv, QuarnFloat x, QuarnFloat a, QuarnFloat b) {
   return CallRoutine(kv, [&](NagError* e) {
-    QuarnFloat lower, upper, density;
-    QuarnMP_g01eec(x, a, b, QuarnFloat(0.0), &lower, &upper, &density, e);
+    QuarnFloat lower, upper;
+    QuarnMP_g01eec(x, a, b, QuarnFloat(0.0), &lower, &upper, nullptr, e);
     return lower;
   });
 }
@@ -71,8 +72,8 @@ QuarnFloat STATS_StudentTDeviate_MP(QKernel kv, QuarnFloat u, QuarnFloat nu) {
 
 QuarnFloat STATS_BetaUpperProbability_MP(QKernel kv, QuarnFloat x, QuarnFloat a, QuarnFloat b) {
   return CallRoutine(kv, [&](NagError* e) {
-    QuarnFloat lower, upper, density;
-    QuarnMP_g01eec(x, a, b, QuarnFloat(0.0), &lower, &upper, &density, e);
+    QuarnFloat lower, upper;
+    QuarnMP_g01eec(x, a, b, QuarnFloat(0.0), &lower, &upper, nullptr, e);
     return upper;
   });
 }
