@@ -65,6 +65,9 @@ QuarnFloat GammaDeviate(NagError* fail, const char* routine, const QuarnFloat& p
     arb_exp(res, w, prec);
     arb_mul(res, res, scale, prec);
   };
+  pb_.double_point = [&](double w, LogTail* tail, double* log_density, double* slope) {
+    return GammaLogDouble(ad, w, upper, tail, log_density, slope);
+  };
   pb_.direction = upper ? -1 : 1;
   pb_.target = q;
   pb_.start = GammaStart(ad, q, upper);

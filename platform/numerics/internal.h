@@ -194,6 +194,21 @@ void AddLogPower(arb_ptr r, arb_srcptr x, arb_srcptr e, slong shift, slong prec)
 
 // ---------------------------------------------------------------- deviates
 
+// The log of a tail in double precision and an estimate of its error (about
+// the tail's relative error).
+struct LogTail {
+  double value = 0.0;
+  double error = 0.0;
+};
+
+// The lower tail I_x(a, b) at x = 1 / (1 + e^-w), the log density of w
+// (a log x + b log(1 - x) - log B(a, b)) and its slope in w, in double
+// precision; false where the method declines (see double_tails.cpp).
+bool BetaLogitDouble(double a, double b, double w, LogTail* tail, double* log_density, double* slope);
+// P(a, z) (Q(a, z) when upper) at z = e^w, the log density of w
+// (a w - e^w - log Gamma(a)) and its slope, in double precision.
+bool GammaLogDouble(double a, double w, bool upper, LogTail* tail, double* log_density, double* slope);
+
 // A continuous distribution seen through a variable w in which its density
 // is log-concave on the whole real line (log y for gamma, logit x for beta),
 // so that Newton's method on the log of a tail converges from any start.
@@ -210,6 +225,10 @@ struct TailProblem {
   // The target tail probability (exact, positive) and a starting w.
   arb_srcptr target = nullptr;
   double start = 0.0;
+  // Optional: the tail, the log density and its slope at w in double
+  // precision, for the first phase (false where it declines; the first phase
+  // then evaluates the functions above at 64 bits).
+  std::function<bool(double w, LogTail* tail, double* log_density, double* slope)> double_point;
 };
 
 // Solves tail(w) = target and returns result(w) correctly rounded to the

@@ -61,28 +61,39 @@ bool TailAccurate(arb_ptr t, const TailProblem& pb, arb_srcptr w, slong prec, sl
 // g'' = s (l' - s), where l' is the slope of the log density, Halley's step
 // is n / (1 - n (l' - s) / 2) for the Newton step n = g / s. It is taken
 // when it stays within a factor 2 of Newton's, else Newton's.
+// The log tail (with its error), the log density and its slope at w for
+// phase 1: in double precision where the problem offers that, else on balls
+// at 64 bits. False when the tail cannot be evaluated.
+bool PointAt(const TailProblem& pb, double w, LogTail* tail, double* log_density, double* density_slope) {
+  if (pb.double_point && pb.double_point(w, tail, log_density, density_slope)) return true;
+  Ball wb, t, ld;
+  arb_set_d(wb, w);
+  if (!TailAccurate(t, pb, wb, 64, 40)) return false;
+  tail->value = LogDouble(t);
+  tail->error = std::ldexp(1.0, -static_cast<int>(std::min<slong>(arb_rel_accuracy_bits(t), 1000)));
+  pb.log_density(ld, wb, 64);
+  *log_density = Mid(ld);
+  pb.log_density_slope(ld, wb, 64);
+  *density_slope = Mid(ld);
+  return true;
+}
+
 double LowPrecisionNewton(const TailProblem& pb, slong* good_bits) {
   const double log_q = LogDouble(pb.target);
   double w = pb.start, lo = -kInf, hi = kInf;
   double err = kInf;
-  Ball wb, t, ld;
   for (int it = 0; it < 400; ++it) {
-    if (!ChargeWork(64)) {
+    LogTail tail;
+    double log_density = 0.0, density_slope = 0.0;
+    if (!ChargeWork(64) || !PointAt(pb, w, &tail, &log_density, &density_slope)) {
       err = kInf;
       break;
     }
-    arb_set_d(wb, w);
-    if (!TailAccurate(t, pb, wb, 64, 40)) {
-      err = kInf;
-      break;
-    }
-    const double log_t = LogDouble(t);
+    const double log_t = tail.value;
     double g = log_t - log_q;
-    pb.log_density(ld, wb, 64);
-    double slope = pb.direction * std::exp(Mid(ld) - log_t);
-    // The error in w that the tail's radius and the doubles leave.
-    const double noise = (std::ldexp(1.0, -static_cast<int>(std::min<slong>(arb_rel_accuracy_bits(t), 1000))) +
-                          0x1p-52 * (std::fabs(log_t) + std::fabs(log_q))) / std::fabs(slope) +
+    double slope = pb.direction * std::exp(log_density - log_t);
+    // The error in w that the tail's error and the doubles leave.
+    const double noise = (tail.error + 0x1p-52 * (std::fabs(log_t) + std::fabs(log_q))) / std::fabs(slope) +
                          0x1p-52 * std::fabs(w);
     if (g == 0.0) {
       err = noise;
@@ -92,8 +103,7 @@ double LowPrecisionNewton(const TailProblem& pb, slong* good_bits) {
     // too large and decreasing.
     (g * pb.direction < 0 ? lo : hi) = w;
     const double n = g / slope;
-    pb.log_density_slope(ld, wb, 64);
-    const double halley = 1.0 - 0.5 * n * (Mid(ld) - slope);
+    const double halley = 1.0 - 0.5 * n * (density_slope - slope);
     const bool cubic = halley > 0.5 && halley < 2.0;
     double next = w - (cubic ? n / halley : n);
     // A step from where the tail is flat (log-concavity makes Newton
@@ -124,8 +134,11 @@ double LowPrecisionNewton(const TailProblem& pb, slong* good_bits) {
     // After a step of size s the error is about 64 s^3 (Halley) or 16 s^2
     // (Newton), with margins. Phase 2 takes over once that is below 2^-40:
     // its steps at rising precision are cheaper than further ones here.
-    err = !inside ? kInf : (cubic ? 64.0 * step * step * step : 16.0 * step * step) + noise;
-    if (err <= 0x1p-40) break;
+    const double step_err = cubic ? 64.0 * step * step * step : 16.0 * step * step;
+    err = !inside ? kInf : step_err + noise;
+    // Done once w is good to 40 bits, or as good as the tail's error lets
+    // the steps make it.
+    if (err <= 0x1p-40 || (inside && step_err <= noise)) break;
     if (std::isfinite(lo) && std::isfinite(hi) && hi - lo <= 0x1p-40 * std::max(1.0, std::fabs(w))) {
       err = hi - lo;
       break;
@@ -316,7 +329,48 @@ double LogDouble(arb_srcptr q) {
   return Mid(l);
 }
 
+namespace {
+
+// Acklam's rational approximation to the standard normal quantile (relative
+// error below 1.2e-9), polished by one Halley step on the C library's erfc:
+// good to a few ulps for 1e-300 <= q < 1 (to about 1e-13 within 1e-4 of 1/2,
+// where q - 1/2 cancels).
+double NormalQuantileDouble(double q) {
+  static constexpr double a[] = {-3.969683028665376e+01, 2.209460984245205e+02, -2.759285104469687e+02,
+                                 1.383577518672690e+02,  -3.066479806614716e+01, 2.506628277459239e+00};
+  static constexpr double b[] = {-5.447609879822406e+01, 1.615858368580409e+02, -1.556989798598866e+02,
+                                 6.680131188771972e+01, -1.328068155288572e+01};
+  static constexpr double c[] = {-7.784894002430293e-03, -3.223964580411365e-01, -2.400758277161838e+00,
+                                 -2.549732539343734e+00, 4.374664141464968e+00,  2.938163982698783e+00};
+  static constexpr double d[] = {7.784695709041462e-03, 3.224671290700398e-01, 2.445134137142996e+00,
+                                 3.754408661907416e+00};
+  constexpr double kLow = 0.02425;
+  auto tail = [&](double t) {
+    return (((((c[0] * t + c[1]) * t + c[2]) * t + c[3]) * t + c[4]) * t + c[5]) /
+           ((((d[0] * t + d[1]) * t + d[2]) * t + d[3]) * t + 1.0);
+  };
+  double x;
+  if (q < kLow) {
+    x = tail(std::sqrt(-2.0 * std::log(q)));
+  } else if (q <= 1.0 - kLow) {
+    const double u = q - 0.5, r = u * u;
+    x = (((((a[0] * r + a[1]) * r + a[2]) * r + a[3]) * r + a[4]) * r + a[5]) * u /
+        (((((b[0] * r + b[1]) * r + b[2]) * r + b[3]) * r + b[4]) * r + 1.0);
+  } else {
+    x = -tail(std::sqrt(-2.0 * std::log1p(-q)));
+  }
+  // Halley: e = Phi(x) - q, u = e / phi(x), x - u / (1 + x u / 2).
+  const double e = 0.5 * std::erfc(-x / std::sqrt(2.0)) - q;
+  const double u = e * std::sqrt(2.0 * M_PI) * std::exp(0.5 * x * x);
+  const double polished = x - u / (1.0 + 0.5 * x * u);
+  return std::isfinite(polished) ? polished : x;
+}
+
+}  // namespace
+
 double NormalQuantileStart(arb_srcptr q) {
+  const double qd = Mid(q);
+  if (qd >= 1e-300 && qd < 1.0) return NormalQuantileDouble(qd);
   Ball z;
   arb_mul_2exp_si(z, q, 1);
   arb_hypgeom_erfcinv(z, z, 64);
@@ -425,6 +479,9 @@ bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
     arb_mul(y, y, a, wp);
     arb_submul(y, x, b, wp);
     arb_set_round(res, y, prec);
+  };
+  pb.double_point = [&](double w, LogTail* tail, double* log_density, double* slope) {
+    return BetaLogitDouble(ad, bd, w, tail, log_density, slope);
   };
   pb.result = result;
   pb.direction = 1;
