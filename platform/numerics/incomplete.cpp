@@ -395,8 +395,27 @@ void BetaDensityBall(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x) {
 // radius goes through the density's bound over x; below, the bound would
 // cost more than the bits it saves. 16 bits more for what Arb loses at an
 // exact x of full length.
-void ArbBetaLower(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong prec) {
+void ArbBetaLower(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong prec, CachedConstant* log_beta) {
   const slong wp = prec + ArbBetaExtraBits(a, b, x, prec);
+  if (log_beta != nullptr && prec < kArbBetaLongBits) {
+    // I_x(a, b) = x^a 2F1(a, 1 - b; a + 1; x) / (a B(a, b)), what Arb's
+    // function computes, with B(a, b) from the caller's log B.
+    Ball c, d;
+    arb_sub_ui(c, b, 1, wp);
+    arb_neg(c, c);
+    arb_add_ui(d, a, 1, wp);
+    arb_hypgeom_2f1(res, a, c, d, x, 0, wp);
+    const double size = std::fabs(Mid(a) * std::log(Mid(x))) + std::fabs(std::log(Mid(a)));
+    const slong ep = PrefactorBits(wp, size);
+    arb_log(c, x, ep);
+    arb_mul(c, c, a, ep);
+    arb_log(d, a, ep);
+    arb_sub(c, c, d, ep);
+    arb_sub(c, c, log_beta->At(ep), ep);
+    arb_exp(c, c, wp);
+    arb_mul(res, res, c, wp);
+    return;
+  }
   if (mag_is_zero(arb_radref(x)) || prec < kArbBetaLongBits) {
     arb_hypgeom_beta_lower(res, a, b, x, 1, wp);
     return;
@@ -409,11 +428,12 @@ void ArbBetaLower(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong p
 }
 
 // I_x(a, b) by Arb where it is reliable, else by the series.
-void BetaLowerAny(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, slong prec) {
+void BetaLowerAny(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, slong prec,
+                  CachedConstant* log_beta) {
   if (ArbBetaReliable(Mid(a), Mid(b))) {
     // Charged as a few hundred series terms, about what it costs.
     ChargeWork(prec, 300);
-    ArbBetaLower(res, a, b, x, prec);
+    ArbBetaLower(res, a, b, x, prec, log_beta);
     if (arb_is_finite(res)) return;
   }
   BetaLowerSeries(res, a, b, x, y, prec);
@@ -461,7 +481,8 @@ void BetaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_
   BetaSeriesCore(res, a, b, x, y, prec);
 }
 
-void BetaTail(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, bool upper, slong prec) {
+void BetaTail(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, bool upper, slong prec,
+              CachedConstant* log_beta) {
   host::CheckInterrupt();  // one evaluation at high precision can take a second
   // Wanted: I_X(A, B).
   arb_srcptr A = upper ? b : a, B = upper ? a : b, X = upper ? y : x, Y = upper ? x : y;
@@ -491,19 +512,20 @@ void BetaTail(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr 
       }
     }
   }
+  // B(a, b) = B(b, a): log_beta serves either orientation.
   if (Mid(X) <= 0.5) {
-    BetaLowerAny(res, A, B, X, Y, prec);
+    BetaLowerAny(res, A, B, X, Y, prec, log_beta);
     return;
   }
   // X > 1/2: the complement is taken at its small argument Y, unless the
   // wanted value is itself small.
   Ball c;
-  BetaLowerAny(c, B, A, Y, X, prec);
+  BetaLowerAny(c, B, A, Y, X, prec, log_beta);
   if (arb_is_finite(c) && ComplementLoss(c, prec) <= 2.0) {
     Complement(res, c, prec);
     return;
   }
-  BetaLowerAny(res, A, B, X, Y, prec);
+  BetaLowerAny(res, A, B, X, Y, prec, log_beta);
 }
 
 }  // namespace quarn::numerics

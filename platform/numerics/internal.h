@@ -111,7 +111,10 @@ class CachedConstant {
 slong TargetBits();
 
 // The floor for a deviate solver's constants: above what its last step asks
-// for at the working precision (guard bits, the integer bits of w, margins).
+// for at the working precision (guard bits, the integer bits of w, margins):
+// 35 to 41 bits above the target for the density on the benchmark's rows,
+// some 60 for a beta tail's prefactor. A problem that asks for more (large
+// shapes, a far tail) computes its constant again there.
 slong SolverConstantBits();
 
 // Bits beyond the target that the deviate solver carries, and by which the
@@ -166,7 +169,11 @@ void GammaTail(arb_ptr res, arb_srcptr a, arb_srcptr z, bool upper, slong prec);
 // 1 - I_x(a, b) = I_y(b, a) (upper true), for a, b > 0 and x in [0, 1], where
 // y = 1 - x is passed separately so that neither end loses accuracy. Arb's
 // function, or a hypergeometric series of positive terms where Arb fails.
-void BetaTail(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, bool upper, slong prec);
+// A caller that keeps log B(a, b) (a deviate solver, for the density) passes
+// it as log_beta: Arb's hypergeometric function is then divided by it, in
+// place of the gamma functions of Arb's regularised function.
+void BetaTail(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, bool upper, slong prec,
+              CachedConstant* log_beta = nullptr);
 
 // 1 - c for a ball c in [0, 1], at prec; and the bits that forming it loses
 // (all of prec when the result's ball contains 0).

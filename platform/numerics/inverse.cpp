@@ -449,13 +449,14 @@ bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
                     const std::function<void(arb_ptr, arb_srcptr w, slong prec)>& result, double start) {
   const double ad = Mid(a), bd = Mid(b);
   TailProblem pb;
+  // log B(a, b), for the density of w and the tail.
+  CachedConstant log_beta([&](arb_ptr res, slong prec) { LogBeta(res, a, b, prec); }, SolverConstantBits());
   pb.tail = [&](arb_ptr res, arb_srcptr w, slong prec) {
     Ball x, y;
     LogitInverse(x, y, w, prec + MagnitudeBits(ad + bd) + 8);
-    BetaTail(res, a, b, x, y, false, prec);
+    BetaTail(res, a, b, x, y, false, prec, &log_beta);
   };
   // log density of w: a log x + b log y - log B(a, b).
-  CachedConstant log_beta([&](arb_ptr res, slong prec) { LogBeta(res, a, b, prec); }, SolverConstantBits());
   pb.log_density = [&](arb_ptr res, arb_srcptr w, slong prec) {
     double wd = std::fabs(Mid(w));
     slong wp = prec + MagnitudeBits((ad + bd) * (wd + 1.0) + std::fabs(std::lgamma(ad)) + std::fabs(std::lgamma(bd)));

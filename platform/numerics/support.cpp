@@ -61,7 +61,7 @@ bool WorkExhausted() {
   return g_work_left <= 0;
 }
 
-slong SolverConstantBits() { return TargetBits() + 4 * kGuardBits + 16; }
+slong SolverConstantBits() { return TargetBits() + 64; }
 
 slong MagnitudeBits(double v) {
   double m = std::fabs(v);
