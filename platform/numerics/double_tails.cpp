@@ -48,12 +48,13 @@ double BetaFraction(double a, double b, double x, int* terms) {
 }
 
 // The tail whose log is lc (with error err) is the complement of the one
-// wanted: log(1 - e^lc), its error grown by the cancellation.
+// wanted: log(1 - e^lc), its error grown by the cancellation. A complement
+// known only roughly is declined, however small: it may be far from small.
 bool FromComplement(double lc, double err, LogTail* out) {
   const double c = std::exp(lc);
-  if (!(c < 1.0)) return false;
+  if (!(c < 1.0) || !(err <= kMaxError)) return false;
   out->value = std::log1p(-c);
-  out->error = err * c / (1.0 - c) + 4.0 * kEps;
+  out->error = std::expm1(err) * c / (1.0 - c) + 4.0 * kEps;
   return true;
 }
 

@@ -333,8 +333,8 @@ namespace {
 
 // Acklam's rational approximation to the standard normal quantile (relative
 // error below 1.2e-9), polished by one Halley step on the C library's erfc:
-// good to a few ulps for 1e-300 <= q < 1 (to about 1e-13 within 1e-4 of 1/2,
-// where q - 1/2 cancels).
+// good to a few ulps for 1e-300 <= q <= 1/2 (to about 1e-13 within 1e-4 of
+// 1/2, where q - 1/2 cancels).
 double NormalQuantileDouble(double q) {
   static constexpr double a[] = {-3.969683028665376e+01, 2.209460984245205e+02, -2.759285104469687e+02,
                                  1.383577518672690e+02,  -3.066479806614716e+01, 2.506628277459239e+00};
@@ -369,8 +369,15 @@ double NormalQuantileDouble(double q) {
 }  // namespace
 
 double NormalQuantileStart(arb_srcptr q) {
-  const double qd = Mid(q);
-  if (qd >= 1e-300 && qd < 1.0) return NormalQuantileDouble(qd);
+  // Above 1/2 by symmetry from 1 - q, formed exactly: Phi(x) - q would cancel.
+  if (arf_cmp_2exp_si(arb_midref(q), -1) > 0) {
+    Ball c;
+    OneMinusExact(c, q);
+    const double cd = Mid(c);
+    if (cd >= 1e-300) return -NormalQuantileDouble(cd);
+  } else if (Mid(q) >= 1e-300) {
+    return NormalQuantileDouble(Mid(q));
+  }
   Ball z;
   arb_mul_2exp_si(z, q, 1);
   arb_hypgeom_erfcinv(z, z, 64);

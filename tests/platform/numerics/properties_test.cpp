@@ -553,6 +553,36 @@ TEST(Methods, GammaSeriesAgreesWithArb) {
   }
 }
 
+// The deviate solver's double-precision tails against mpmath
+// (tools/gen_double_tails.py): where they accept a point, the log tail within
+// the error they claim for it (the solver's first phase trusts that claim) and
+// the log density to 1e-12; they must accept the moderate shapes, and the
+// normal start must be good to 1e-13.
+TEST(Methods, DoubleTailsWithinTheirClaimedError) {
+  const auto rows = quarn::test::DataRows("double_tails.tsv");
+  ASSERT_GT(rows.size(), 60u);
+  for (const auto& r : rows) {
+    SCOPED_TRACE(testing::Message() << r[0] << " a " << r[1] << " b " << r[2] << " w " << r[3]);
+    const double a = std::stod(r[1]), b = std::stod(r[2]), w = std::stod(r[3]);
+    const bool must_accept = r[4] == "1";
+    const double ref = std::stod(r[5]), ref_density = std::stod(r[6]);
+    if (r[0] == "normal") {
+      nm::Ball q;
+      arb_set_d(q, w);
+      EXPECT_NEAR(nm::NormalQuantileStart(q), ref, 1e-13 * std::fmax(1.0, std::fabs(ref)));
+      continue;
+    }
+    nm::LogTail tail;
+    double density = 0.0, slope = 0.0;
+    const bool accepted = r[0] == "beta" ? nm::BetaLogitDouble(a, b, w, &tail, &density, &slope)
+                                         : nm::GammaLogDouble(a, w, r[0] == "gamma_upper", &tail, &density, &slope);
+    EXPECT_TRUE(accepted || !must_accept);
+    if (!accepted) continue;
+    EXPECT_LE(std::fabs(tail.value - ref), tail.error);
+    EXPECT_NEAR(density, ref_density, 1e-12 * std::fmax(1.0, std::fabs(ref_density)));
+  }
+}
+
 // Next to the mean of a large shape the dispatcher takes Arb's upper tail
 // (and its complement) instead of a series of some sqrt(2 a prec) terms; both
 // tails must agree with the series, which is slow there but exact (prec 100).
