@@ -397,7 +397,9 @@ void BetaDensityBall(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x) {
 // exact x of full length.
 void ArbBetaLower(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong prec, CachedConstant* log_beta) {
   const slong wp = prec + ArbBetaExtraBits(a, b, x, prec);
-  if (log_beta != nullptr && prec < kArbBetaLongBits) {
+  // Short parameters (2, 2.5) have exact gamma functions in Arb, cheaper
+  // than the logarithms here.
+  if (log_beta != nullptr && prec < kArbBetaLongBits && std::max(arb_bits(a), arb_bits(b)) > 8) {
     // I_x(a, b) = x^a 2F1(a, 1 - b; a + 1; x) / (a B(a, b)), what Arb's
     // function computes, with B(a, b) from the caller's log B.
     Ball c, d;

@@ -170,17 +170,19 @@ slong CorrectionBits(arb_srcptr delta, slong cap) {
   return std::clamp<slong>(-arf_abs_bound_lt_2exp_si(arb_midref(delta)), 0, cap);
 }
 
-// x = 1 / (1 + e^-w) and y = 1 - x = 1 / (1 + e^w), each computed directly
-// (so that neither loses accuracy near 0).
+// x = 1 / (1 + e^-w) and y = 1 - x = 1 / (1 + e^w), neither as 1 minus the
+// other (so that neither loses accuracy near 0).
 void LogitInverse(arb_ptr x, arb_ptr y, arb_srcptr w, slong prec) {
+  // With e = e^-|w|, the larger of the two is 1 / (1 + e) and the smaller
+  // e / (1 + e): one exponential.
+  const bool positive = arf_sgn(arb_midref(w)) >= 0;
   Ball e;
-  arb_neg(e, w);
+  positive ? arb_neg(e, w) : arb_set(e, w);
   arb_exp(e, e, prec);
-  arb_add_ui(x, e, 1, prec);
-  arb_inv(x, x, prec);
-  arb_exp(e, w, prec);
-  arb_add_ui(y, e, 1, prec);
-  arb_inv(y, y, prec);
+  arb_ptr larger = positive ? x : y, smaller = positive ? y : x;
+  arb_add_ui(larger, e, 1, prec);
+  arb_inv(larger, larger, prec);
+  arb_mul(smaller, e, larger, prec);
 }
 
 // X = w +- radius.
@@ -467,15 +469,16 @@ bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
   pb.log_density = [&](arb_ptr res, arb_srcptr w, slong prec) {
     double wd = std::fabs(Mid(w));
     slong wp = prec + MagnitudeBits((ad + bd) * (wd + 1.0) + std::fabs(std::lgamma(ad)) + std::fabs(std::lgamma(bd)));
+    // a log(1 + e^-w) + b log(1 + e^w) = (a + b) L + (b w or -a w) for
+    // L = log(1 + e^-|w|) and w >= 0 or w < 0: one exponential.
+    const bool positive = arf_sgn(arb_midref(w)) >= 0;
     Ball e, t;
-    arb_neg(e, w);
+    positive ? arb_neg(e, w) : arb_set(e, w);
     arb_exp(e, e, wp);
     arb_log1p(e, e, wp);
-    arb_mul(res, e, a, wp);
-    arb_exp(e, w, wp);
-    arb_log1p(e, e, wp);
-    arb_mul(t, e, b, wp);
-    arb_add(res, res, t, wp);
+    arb_add(t, a, b, wp);
+    arb_mul(res, e, t, wp);
+    positive ? arb_addmul(res, b, w, wp) : arb_submul(res, a, w, wp);
     arb_add(res, res, log_beta.At(wp), wp);
     arb_neg(res, res);
   };
