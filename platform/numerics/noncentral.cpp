@@ -522,30 +522,52 @@ void SeriesSum(arb_ptr res, const Inner& in, arb_srcptr s0, double s0d, const We
 // central terms decay slowly).
 long PoissonSpread(const Weights& w, slong bits) {
   const double drop = static_cast<double>(bits) * M_LN2;
+  // Beyond 2^53 the indices are not doubles any more; there the weights are
+  // a normal curve to far better than a term, whose half-width at the drop
+  // is sqrt(2 mu drop) (more than 10^8).
+  if (w.mu() - w.c() > 0x1p53) return static_cast<long>(std::min(std::sqrt(2.0 * w.mu() * drop), 0x1p62));
   const long mode = static_cast<long>(std::max(0.0, std::floor(w.mu() - w.c())));
   const double top = w.LogWeightD(mode);
-  long right = 0, left = 0;
-  while (w.LogWeightD(mode + right + 1) >= top - drop) ++right;
-  while (mode - left - 1 >= 0 && w.LogWeightD(mode - left - 1) >= top - drop) ++left;
-  return std::max(right, left);
+  // The weights within the drop form one run about the mode (the log weight
+  // is concave in n): each side's length is found by doubling and halving,
+  // in a hundred evaluations even where it is 10^15.
+  auto within = [&](long n) { return w.LogWeightD(n) >= top - drop; };
+  auto side = [&](int dir, long most) {
+    long good = 0, step = 1;
+    while (step <= most - good && within(mode + dir * (good + step))) {
+      good += step;
+      step *= 2;
+    }
+    for (; step > 1;) {
+      step /= 2;
+      if (step <= most - good && within(mode + dir * (good + step))) good += step;
+    }
+    return good;
+  };
+  return std::max(side(1, std::numeric_limits<long>::max() - mode), side(-1, mode));
 }
 
 // Fails with NE_TOO_MANY_ITER when the mixture needs more than max_iter
-// Poisson terms on a side at the working precision, or when its series would
-// need more than kMaxTerms terms in all.
-bool WithinLimit(NagError* fail, const char* routine, const Plan& plan, const Weights& w, long max_iter) {
-  if (!plan.ok) {
+// Poisson terms on a side at the working precision (known from the weights
+// alone, so before any plan is made: a non-centrality of 10^20 is refused at
+// once), or when its series, planned by plan(), would need more than
+// kMaxTerms terms in all.
+template <class MakesPlan>
+bool WithinLimit(NagError* fail, const char* routine, const Weights& w, long max_iter, MakesPlan&& plan) {
+  const long spread = PoissonSpread(w, TargetBits());
+  if (spread > max_iter) {
+    Fail(fail, NE_TOO_MANY_ITER,
+         std::string(routine) + " needs " + std::to_string(spread) + " terms on a side of its Poisson sum at Digits = " +
+             std::to_string(quarn::host::WorkingDigits()) + ", more than max_iter = " + std::to_string(max_iter) +
+             "; raise the iteration limit (the host variable _EnvStatisticsIterations).");
+    return false;
+  }
+  if (!plan().ok) {
     Fail(fail, NE_TOO_MANY_ITER,
          std::string(routine) + ": the series would need more than " + std::to_string(kMaxTerms) + " terms.");
     return false;
   }
-  const long spread = PoissonSpread(w, TargetBits());
-  if (spread <= max_iter) return true;
-  Fail(fail, NE_TOO_MANY_ITER,
-       std::string(routine) + " needs " + std::to_string(spread) + " terms on a side of its Poisson sum at Digits = " +
-           std::to_string(quarn::host::WorkingDigits()) + ", more than max_iter = " + std::to_string(max_iter) +
-           "; raise the iteration limit (the host variable _EnvStatisticsIterations).");
-  return false;
+  return true;
 }
 
 bool CheckMaxIter(NagError* fail, long max_iter) {
@@ -664,7 +686,8 @@ QuarnFloat QuarnMP_g01gcc(QuarnFloat x, QuarnFloat df, QuarnFloat lambda, QuarnF
   GammaTerms terms(ad, z);
   Weights weights(mu, 0.0);
   Mixture m{&terms, ad, &weights, zd > ad + mud};
-  if (!WithinLimit(fail, "QuarnMP_g01gcc", MakePlan(terms, ad, weights, m.survival, PlanBits()), weights, max_iter)) {
+  if (!WithinLimit(fail, "QuarnMP_g01gcc", weights, max_iter,
+                   [&] { return MakePlan(terms, ad, weights, m.survival, PlanBits()); })) {
     return QuarnFloat(0.0);
   }
   return Evaluate(fail, "QuarnMP_g01gcc", [&](arb_ptr r, slong prec) {
@@ -698,7 +721,8 @@ QuarnFloat QuarnMP_g01gec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat l
                     extra);
   }
   BetaMixture mix(x.ToDouble(), a.ToDouble(), b.ToDouble(), Mid(mu));
-  if (!WithinLimit(fail, "QuarnMP_g01gec", mix.PlanAt(xb, yb, bb, mu, PlanBits()), Weights(mu, 0.0), max_iter)) {
+  if (!WithinLimit(fail, "QuarnMP_g01gec", Weights(mu, 0.0), max_iter,
+                   [&] { return mix.PlanAt(xb, yb, bb, mu, PlanBits()); })) {
     return QuarnFloat(0.0);
   }
   return Evaluate(fail, "QuarnMP_g01gec",
@@ -743,7 +767,8 @@ QuarnFloat QuarnMP_g01gdc(QuarnFloat f, QuarnFloat df1, QuarnFloat df2, QuarnFlo
   {
     Ball x, y;
     arguments(x, y, PlanBits());
-    if (!WithinLimit(fail, "QuarnMP_g01gdc", mix.PlanAt(x, y, b, mu, PlanBits()), Weights(mu, 0.0), max_iter)) {
+    if (!WithinLimit(fail, "QuarnMP_g01gdc", Weights(mu, 0.0), max_iter,
+                     [&] { return mix.PlanAt(x, y, b, mu, PlanBits()); })) {
       return QuarnFloat(0.0);
     }
   }
@@ -832,8 +857,9 @@ QuarnFloat QuarnMP_g01gbc(QuarnFloat t, QuarnFloat df, QuarnFloat delta, QuarnFl
     bool ok = true;
     mixtures(x, y, [&](const Mixture& p, const Mixture& q) {
       for (const Mixture* m : {&p, &q}) {
-        ok = ok && WithinLimit(fail, "QuarnMP_g01gbc", MakePlan(*m->inner, m->s0d, *m->weights, survival, PlanBits()),
-                               *m->weights, max_iter);
+        ok = ok && WithinLimit(fail, "QuarnMP_g01gbc", *m->weights, max_iter, [&] {
+               return MakePlan(*m->inner, m->s0d, *m->weights, survival, PlanBits());
+             });
       }
     });
     if (!ok) return QuarnFloat(0.0);
