@@ -86,10 +86,20 @@ class Inner {
 
 double LogGammaD(double v) { return std::lgamma(v); }
 
+// log x of a positive ball as a double: finite where x itself is not (x =
+// 1e-400000 has the log -921034.04, and its double is 0).
+double LogD(arb_srcptr x) {
+  Ball t;
+  arb_log(t, x, 64);
+  return arf_get_d(arb_midref(t.get()), ARF_RND_NEAR);
+}
+
 // A(s) = z^s e^-z / Gamma(s + 1), z > 0: ratio z / (s + 1), falling in s.
 class GammaTerms : public Inner {
  public:
-  GammaTerms(double s0, arb_srcptr z) : Inner(s0), zd_(arf_get_d(arb_midref(z), ARF_RND_NEAR)) { arb_set(z_, z); }
+  GammaTerms(double s0, arb_srcptr z) : Inner(s0), zd_(arf_get_d(arb_midref(z), ARF_RND_NEAR)), log_z_(LogD(z)) {
+    arb_set(z_, z);
+  }
   void LogTerm(arb_ptr res, arb_srcptr s, slong prec) const override { LogPoissonTerm(res, s, z_, prec); }
   void Up(arb_ptr res, arb_srcptr s, slong prec) const override {
     Ball t;
@@ -97,12 +107,12 @@ class GammaTerms : public Inner {
     arb_div(res, z_, t, prec);
   }
   void Down(arb_ptr res, arb_srcptr s, slong prec) const override { arb_div(res, s, z_, prec); }
-  double LogTermD(double s) const override { return s * std::log(zd_) - zd_ - LogGammaD(s + 1.0); }
-  double LogUpD(double s) const override { return std::log(zd_ / (s + 1.0)); }
+  double LogTermD(double s) const override { return s * log_z_ - zd_ - LogGammaD(s + 1.0); }
+  double LogUpD(double s) const override { return log_z_ - std::log(s + 1.0); }
   double UpSupFrom(double s) const override { return Above(zd_ / (s + 1.0)); }
   double DownSupBelow(double s) const override { return Above(s / zd_); }
   slong LogBits(double s) const override {
-    return MagnitudeBits(std::fabs(s * std::log(zd_)) + zd_ + std::fabs(LogGammaD(s + 1.0)));
+    return MagnitudeBits(std::fabs(s * log_z_) + zd_ + std::fabs(LogGammaD(s + 1.0)));
   }
   void Rest(arb_ptr res, arb_srcptr s, slong prec) const override { GammaTail(res, s, z_, false, prec); }
   // Mode z - 1, spread sqrt(z) (a Poisson mass in s).
@@ -112,7 +122,7 @@ class GammaTerms : public Inner {
 
  private:
   Ball z_;
-  double zd_;
+  double zd_, log_z_;
 };
 
 // A(s) = Gamma(s + b) / (Gamma(s + 1) Gamma(b)) x^s y^b, 0 < x < 1, y = 1 - x:
@@ -125,6 +135,8 @@ class BetaTerms : public Inner {
         xd_(arf_get_d(arb_midref(x), ARF_RND_NEAR)),
         yd_(arf_get_d(arb_midref(y), ARF_RND_NEAR)),
         bd_(arf_get_d(arb_midref(b), ARF_RND_NEAR)),
+        log_x_(LogD(x)),
+        log_y_(LogD(y)),
         log_gamma_b_([this](arb_ptr r, slong prec) { arb_hypgeom_lgamma(r, b_, prec); }) {
     arb_set(x_, x);
     arb_set(y_, y);
@@ -158,9 +170,9 @@ class BetaTerms : public Inner {
     arb_div(res, s, t, prec);
   }
   double LogTermD(double s) const override {
-    return LogGammaD(s + bd_) - LogGammaD(s + 1.0) - LogGammaD(bd_) + s * std::log(xd_) + bd_ * std::log(yd_);
+    return LogGammaD(s + bd_) - LogGammaD(s + 1.0) - LogGammaD(bd_) + s * log_x_ + bd_ * log_y_;
   }
-  double LogUpD(double s) const override { return std::log(xd_ * (s + bd_) / (s + 1.0)); }
+  double LogUpD(double s) const override { return log_x_ + std::log((s + bd_) / (s + 1.0)); }
   double UpSupFrom(double s) const override { return Above(bd_ >= 1.0 ? xd_ * (s + bd_) / (s + 1.0) : xd_); }
   double DownSupBelow(double s) const override {
     // t / (x (t - 1 + b)) rises in t for b >= 1, falls for b < 1.
@@ -169,7 +181,7 @@ class BetaTerms : public Inner {
   }
   slong LogBits(double s) const override {
     return MagnitudeBits(std::fabs(LogGammaD(s + bd_)) + std::fabs(LogGammaD(s + 1.0)) + std::fabs(LogGammaD(bd_)) +
-                         std::fabs(s * std::log(xd_)) + std::fabs(bd_ * std::log(yd_)));
+                         std::fabs(s * log_x_) + std::fabs(bd_ * log_y_));
   }
   void Rest(arb_ptr res, arb_srcptr s, slong prec) const override { BetaTail(res, s, b_, x_, y_, false, prec); }
   // Mode (x b - 1) / (1 - x), spread sqrt(x b) / (1 - x) (a negative
@@ -181,7 +193,7 @@ class BetaTerms : public Inner {
 
  private:
   Ball x_, y_, b_;
-  double xd_, yd_, bd_;
+  double xd_, yd_, bd_, log_x_, log_y_;
   mutable CachedConstant log_gamma_b_;
 };
 
@@ -303,6 +315,9 @@ constexpr long kMaxTerms = 50000000;
 // term, less wp bits and a margin for their number.
 Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong wp) {
   Plan plan;
+  // A first term whose log is not a finite double (a shape below the
+  // smallest double) cannot be planned.
+  if (!std::isfinite(in.LogTermD(s0))) return plan;
   const double log_total = w.LogTotalD();
   std::vector<double> la, lb;
   // log A and log w as they recur; log C upwards, or log S (first its bound
@@ -683,6 +698,13 @@ QuarnFloat QuarnMP_g01gcc(QuarnFloat x, QuarnFloat df, QuarnFloat lambda, QuarnF
     return Evaluate(fail, "QuarnMP_g01gcc", [&](arb_ptr r, slong prec) { GammaTail(r, a, z, false, prec); },
                     MagnitudeBits(ad + zd));
   }
+  // Far above the mean the upper tail is bounded by the moment generating
+  // function at 1/4: P(X > x) <= E e^(X/4) e^(-x/4) = 2^(df/2) e^(lambda/2 - x/4).
+  // Below a quarter of an ulp of 1 the lower tail rounds to 1, which the
+  // series (its terms beyond the range of doubles at x = 1e400000) need
+  // not find.
+  const double log_upper = -0.25 * x.ToDouble() * (1.0 - 1e-10) + Above(0.5 * df.ToDouble() * M_LN2 + mud);
+  if (log_upper < -static_cast<double>(TargetBits() + 2) * M_LN2) return Exact(fail, 1.0);
   GammaTerms terms(ad, z);
   Weights weights(mu, 0.0);
   Mixture m{&terms, ad, &weights, zd > ad + mud};
