@@ -32,6 +32,7 @@
 #include <vector>
 
 #include "platform/host/host.h"
+#include "platform/host/unscanned.h"
 #include "platform/numerics/internal.h"
 #include "platform/numerics/numerics.h"
 
@@ -319,13 +320,14 @@ Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong
   // smallest double) cannot be planned.
   if (!std::isfinite(in.LogTermD(s0))) return plan;
   const double log_total = w.LogTotalD();
-  std::vector<double> la, lb;
+  // Up to kMaxTerms of each: out of the collector's sight.
+  quarn::UnscannedVector<double> la, lb;
   // log A and log w as they recur; log C upwards, or log S (first its bound
   // by the geometric series of the weights, then exactly downwards).
   double a = in.LogTermD(s0), lw = w.LogWeightD(0), lc = -kInf;
   double best = -kInf;
   long peak = 0;
-  std::vector<double> lws;
+  quarn::UnscannedVector<double> lws;
   for (long n = 0;; ++n) {
     if (n > kMaxTerms) return plan;
     la.push_back(a);
@@ -349,9 +351,13 @@ Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong
     const double margin = static_cast<double>(wp) * M_LN2 + 20.0 + std::log(static_cast<double>(n) + 10.0);
     const double a_next = a + in.LogUpD(s0 + static_cast<double>(n));
     // What is left beyond n: (C <= T, or S_n) times the sum of the A from
-    // n + 1 on.
-    double rest = (survival ? b : log_total) + LogRestAbove(in, s0 + static_cast<double>(n) + 1.0, a_next);
-    if (n > peak && rest < best - margin && (!survival || static_cast<double>(n) + w.c() + 2.0 > w.mu())) break;
+    // n + 1 on. That bound is at least A(n + 1) times this B_n, so it is
+    // looked for (three log-gamma functions) only past the peak and once
+    // that product is itself within a nat of negligible.
+    if (n > peak && a_next + b < best - margin + 1.0) {
+      const double rest = (survival ? b : log_total) + LogRestAbove(in, s0 + static_cast<double>(n) + 1.0, a_next);
+      if (rest < best - margin && (!survival || static_cast<double>(n) + w.c() + 2.0 > w.mu())) break;
+    }
     a = a_next;
     lw = lw_next;
   }
