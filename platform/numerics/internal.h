@@ -113,8 +113,8 @@ slong TargetBits();
 // The floor for a deviate solver's constants: above what its last step asks
 // for at the working precision (guard bits, the integer bits of w, margins):
 // 35 to 41 bits above the target for the density on the benchmark's rows,
-// some 60 for a beta tail's prefactor. A problem that asks for more (large
-// shapes, a far tail) computes its constant again there.
+// up to 69 (at Digits 50 and 100) for a beta tail's prefactor. A problem that
+// asks for more (large shapes, a far tail) computes its constant again there.
 slong SolverConstantBits();
 
 // Bits beyond the target that the deviate solver carries, and by which the

@@ -89,7 +89,7 @@ QuarnFloat QuarnMP_g01edc(Nag_TailProbability tail, QuarnFloat f, QuarnFloat df1
 // (each computed directly, not as 1 minus the other) and *pdf the density.
 // tol is ignored: results are always to the working precision. pdf may be
 // null when the caller has no use for the density, which is then not
-// computed (its log-gamma functions cost as much as a tail at Digits 15).
+// computed (its gamma functions are a sixth of the call at Digits 15).
 void QuarnMP_g01eec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat tol, QuarnFloat* p, QuarnFloat* q,
                     QuarnFloat* pdf, NagError* fail);
 

@@ -80,7 +80,7 @@ bool WorkExhausted() {
   return g_work_left <= 0;
 }
 
-slong SolverConstantBits() { return TargetBits() + 64; }
+slong SolverConstantBits() { return TargetBits() + 64 + TargetBits() / 16; }
 
 slong MagnitudeBits(double v) {
   double m = std::fabs(v);
