@@ -201,6 +201,19 @@ QuarnFloat QuarnMP_GammaDensity(QuarnFloat g, QuarnFloat a, QuarnFloat b, NagErr
 QuarnFloat QuarnMP_BetaDensity(QuarnFloat x, QuarnFloat a, QuarnFloat b, NagError* fail);
 QuarnFloat QuarnMP_FDensity(QuarnFloat f, QuarnFloat df1, QuarnFloat df2, NagError* fail);
 
+// ------------------------------------------------- normal with mu and sigma
+// The lower or upper tail at x, and the deviate at the level p (0 < p < 1),
+// of the normal distribution with mean mu and standard deviation sigma > 0
+// (all finite), correctly rounded for the exact arguments. They return false
+// when they cannot decide (another tail form, an argument outside those
+// ranges, |x - mu| / sigma above 1e4, or for the deviate, a level the fast
+// double start does not reach or a rounding it cannot prove); the caller
+// then forms the standardisation or the location with guard digits.
+bool QuarnMP_NormalTailAt(QuarnFloat* out, Nag_TailProbability tail, const QuarnFloat& x, const QuarnFloat& mu,
+                          const QuarnFloat& sigma);
+bool QuarnMP_NormalDeviateAt(QuarnFloat* out, Nag_TailProbability tail, const QuarnFloat& p, const QuarnFloat& mu,
+                             const QuarnFloat& sigma);
+
 // ---------------------------------------------------------------- summaries
 
 // Weighted summary statistics of x[0 .. n-1] with weights wt (null: every
