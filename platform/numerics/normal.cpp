@@ -127,7 +127,11 @@ double DoubleHalfDeviate(double level, bool central) {
 void NewtonCorrection(arb_ptr rho, arb_srcptr y, arb_srcptr around, arb_srcptr level, bool central, slong prec,
                       slong slope_prec) {
   Ball e;
-  central ? arb_hypgeom_erf(rho, y, prec) : arb_hypgeom_erfc(rho, y, prec);
+  if (central) {
+    arb_hypgeom_erf(rho, y, prec);
+  } else if (!ErfcFraction(rho, y, prec)) {
+    arb_hypgeom_erfc(rho, y, prec);
+  }
   arb_sub(rho, rho, level, prec);
   arb_sqr(e, around, slope_prec);
   arb_exp(e, e, slope_prec);
