@@ -257,7 +257,7 @@ bool QuarnMP_NormalDeviateAt(QuarnFloat* out, Nag_TailProbability tail, const Qu
   const double y0 = StartHalfDeviate(target, use_inner);
   const double spread = std::fabs(sigma.ToDouble() * y0);
   const double value = std::fabs(mu.ToDouble() + target.sign * std::sqrt(2.0) * sigma.ToDouble() * y0);
-  if (!std::isfinite(spread) || !std::isfinite(value) || !(value > 0)) return false;
+  if (!std::isnormal(spread) || !std::isnormal(value)) return false;
   const slong cancel = std::max<slong>(0, std::ilogb(spread) - std::ilogb(value) + 2);
   if (cancel > kMaxCancelBits) return false;
   Ball mub(mu), sigmab(sigma);

@@ -17,7 +17,10 @@ slong TargetBits() { return static_cast<slong>(host::WorkingBits()); }
 namespace {
 
 long g_work_left = kWorkLimit;
-double g_started = 0.0;  // CPU seconds of this thread when the call began
+// CPU seconds of this thread when the call began, or kNotRead until its
+// first check of the clock.
+constexpr double kNotRead = -1.0;
+double g_started = kNotRead;
 long g_charges = 0;
 int g_shared_depth = 0;  // SharedWorkLimit objects alive
 
@@ -27,13 +30,28 @@ double ThreadSeconds() {
   return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
 }
 
+// Whether the call has taken more than kTimeLimitSeconds. The thread's CPU
+// clock is a system call (about half a microsecond, as much as a whole
+// probability at Digits 15), so a call's clock starts at its first check
+// rather than at ResetWork: a short call never reads it, and what a longer
+// one does before its first check (at most 255 single steps, or nothing
+// before its first Arb function) goes uncounted.
+bool TimeSpent() {
+  const double now = ThreadSeconds();
+  if (g_started == kNotRead) {
+    g_started = now;
+    return false;
+  }
+  return now - g_started > kTimeLimitSeconds;
+}
+
 }  // namespace
 
 void ResetWork() {
   g_work_left = kWorkLimit;
   g_charges = 0;
   if (g_shared_depth == 0) {
-    g_started = ThreadSeconds();
+    g_started = kNotRead;
   } else if (ThreadSeconds() - g_started > kTimeLimitSeconds) {
     g_work_left = 0;  // the shared time is spent: fail before any work
   }
@@ -49,15 +67,13 @@ bool ChargeWork(slong prec, long steps) {
   const long limbs = static_cast<long>(std::max<slong>(prec, 0) / 64 + 1);
   g_work_left -= limbs * steps;
   // Every 256th charge of a single step, and every charge of more (an Arb
-  // function), also looks at the clock (a system call).
-  if (g_work_left > 0 && (steps > 1 || (++g_charges & 255) == 0) && ThreadSeconds() - g_started > kTimeLimitSeconds) {
-    g_work_left = 0;
-  }
+  // function), also looks at the clock.
+  if (g_work_left > 0 && (steps > 1 || (++g_charges & 255) == 0) && TimeSpent()) g_work_left = 0;
   return g_work_left > 0;
 }
 
 bool WorkExhausted() {
-  if (g_work_left > 0 && ThreadSeconds() - g_started > kTimeLimitSeconds) g_work_left = 0;
+  if (g_work_left > 0 && TimeSpent()) g_work_left = 0;
   return g_work_left <= 0;
 }
 
