@@ -1,5 +1,8 @@
 // The standard normal distribution: g01eac (tail probabilities) and g01fac
-// (deviates), through Arb's erfc, erf, erfcinv and erfinv, correctly rounded.
+// (deviates), through Arb's erfc and erf (and a continued fraction for erfc
+// in the deviate's last step, erfc_fraction.cpp), erfcinv and erfinv,
+// correctly rounded; and the tails and deviates at a location and scale,
+// rounded once.
 #include <arb_hypgeom.h>
 
 #include <algorithm>
@@ -46,8 +49,8 @@ void StandardTail(arb_ptr r, Nag_TailProbability tail, arb_srcptr z, slong prec,
 // the bits that costs, so that erfc at prec loses only its own few.
 slong StandardTailBits(double z) { return MagnitudeBits(z * z); }
 
-// Beyond this |z| a tail is far below any float's range, and is left to the
-// guard digits' route and its underflow.
+// Up to this |z| the tail, above 2^-(7.3e7), stays far inside the floats'
+// exponent range; beyond it the guard digits' route handles the underflow.
 constexpr double kNormalTailAtMax = 1e4;
 
 }  // namespace
@@ -158,14 +161,14 @@ struct Scale {
 };
 
 // mu + sigma z for the signed z = +-sqrt 2 y, correctly rounded to the
-// working precision: the double start y0 (StartHalfDeviate), Halley steps at rising precision
-// (the correction's ball is not tracked: the last step checks everything),
-// and a last Newton step over an interval Y around the iterate. When that
-// step's image lies in Y, it holds the only root in Y; its width is about
-// the iterate's error times 4 y times Y's radius. extra_bits are the bits
-// the location loses to cancellation. Returns false when the start is out
-// of double range, the image leaves Y, or the ball straddles a rounding
-// boundary.
+// working precision: the double start y0 (StartHalfDeviate), Halley steps
+// at rising precision (the correction's ball is not tracked: the last step
+// checks everything), and a last Newton step over an interval Y around the
+// iterate. When that step's image lies in Y, it holds the only root in Y;
+// its width is about the iterate's error times 4 y times Y's radius.
+// extra_bits are the bits the location loses to cancellation. Returns false
+// when the start is out of double range, the image leaves Y, or the ball
+// straddles a rounding boundary.
 bool FastDeviate(QuarnFloat* out, const SymmetricTarget& target, bool central, double y0, const Scale& scale = {},
                  slong extra_bits = 0) {
   arb_srcptr level = central ? target.inner : target.outer;
@@ -229,7 +232,9 @@ QuarnFloat QuarnMP_g01fac(Nag_TailProbability tail, QuarnFloat p, NagError* fail
   if (target.zero) return Exact(fail, 0.0);
   const bool use_inner = arb_lt(target.inner, target.outer);
   QuarnFloat fast;
-  if (FastDeviate(&fast, target, use_inner, StartHalfDeviate(target, use_inner))) return Finish(fail, "QuarnMP_g01fac", true, fast);
+  if (FastDeviate(&fast, target, use_inner, StartHalfDeviate(target, use_inner))) {
+    return Finish(fail, "QuarnMP_g01fac", true, fast);
+  }
   return Evaluate(fail, "QuarnMP_g01fac", [&](arb_ptr r, slong prec) {
     Ball s;
     if (use_inner) {
