@@ -135,6 +135,11 @@ HostObject QuarnRandomSoftwareFloat01(QKernel) {
   return f;
 }
 
-int32_t QuarnRandomInt32(QKernel) { return static_cast<int32_t>(Generator()()); }
+// Loops of integer draws (urn samples of 10^9 indices) allocate no floats, so
+// the interrupt is looked at here as well as in every new float.
+int32_t QuarnRandomInt32(QKernel) {
+  if (g_interrupt_requested) quarn::host::CheckInterrupt();
+  return static_cast<int32_t>(Generator()());
+}
 
 }  // extern "C"

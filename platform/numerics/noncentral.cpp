@@ -32,6 +32,7 @@
 #include <vector>
 
 #include "platform/host/host.h"
+#include "platform/host/unscanned.h"
 #include "platform/numerics/internal.h"
 #include "platform/numerics/numerics.h"
 
@@ -86,10 +87,20 @@ class Inner {
 
 double LogGammaD(double v) { return std::lgamma(v); }
 
+// log x of a positive ball as a double: finite where x itself is not (x =
+// 1e-400000 has the log -921034.04, and its double is 0).
+double LogD(arb_srcptr x) {
+  Ball t;
+  arb_log(t, x, 64);
+  return arf_get_d(arb_midref(t.get()), ARF_RND_NEAR);
+}
+
 // A(s) = z^s e^-z / Gamma(s + 1), z > 0: ratio z / (s + 1), falling in s.
 class GammaTerms : public Inner {
  public:
-  GammaTerms(double s0, arb_srcptr z) : Inner(s0), zd_(arf_get_d(arb_midref(z), ARF_RND_NEAR)) { arb_set(z_, z); }
+  GammaTerms(double s0, arb_srcptr z) : Inner(s0), zd_(arf_get_d(arb_midref(z), ARF_RND_NEAR)), log_z_(LogD(z)) {
+    arb_set(z_, z);
+  }
   void LogTerm(arb_ptr res, arb_srcptr s, slong prec) const override { LogPoissonTerm(res, s, z_, prec); }
   void Up(arb_ptr res, arb_srcptr s, slong prec) const override {
     Ball t;
@@ -97,12 +108,12 @@ class GammaTerms : public Inner {
     arb_div(res, z_, t, prec);
   }
   void Down(arb_ptr res, arb_srcptr s, slong prec) const override { arb_div(res, s, z_, prec); }
-  double LogTermD(double s) const override { return s * std::log(zd_) - zd_ - LogGammaD(s + 1.0); }
-  double LogUpD(double s) const override { return std::log(zd_ / (s + 1.0)); }
+  double LogTermD(double s) const override { return s * log_z_ - zd_ - LogGammaD(s + 1.0); }
+  double LogUpD(double s) const override { return log_z_ - std::log(s + 1.0); }
   double UpSupFrom(double s) const override { return Above(zd_ / (s + 1.0)); }
   double DownSupBelow(double s) const override { return Above(s / zd_); }
   slong LogBits(double s) const override {
-    return MagnitudeBits(std::fabs(s * std::log(zd_)) + zd_ + std::fabs(LogGammaD(s + 1.0)));
+    return MagnitudeBits(std::fabs(s * log_z_) + zd_ + std::fabs(LogGammaD(s + 1.0)));
   }
   void Rest(arb_ptr res, arb_srcptr s, slong prec) const override { GammaTail(res, s, z_, false, prec); }
   // Mode z - 1, spread sqrt(z) (a Poisson mass in s).
@@ -112,7 +123,7 @@ class GammaTerms : public Inner {
 
  private:
   Ball z_;
-  double zd_;
+  double zd_, log_z_;
 };
 
 // A(s) = Gamma(s + b) / (Gamma(s + 1) Gamma(b)) x^s y^b, 0 < x < 1, y = 1 - x:
@@ -125,6 +136,8 @@ class BetaTerms : public Inner {
         xd_(arf_get_d(arb_midref(x), ARF_RND_NEAR)),
         yd_(arf_get_d(arb_midref(y), ARF_RND_NEAR)),
         bd_(arf_get_d(arb_midref(b), ARF_RND_NEAR)),
+        log_x_(LogD(x)),
+        log_y_(LogD(y)),
         log_gamma_b_([this](arb_ptr r, slong prec) { arb_hypgeom_lgamma(r, b_, prec); }) {
     arb_set(x_, x);
     arb_set(y_, y);
@@ -158,9 +171,9 @@ class BetaTerms : public Inner {
     arb_div(res, s, t, prec);
   }
   double LogTermD(double s) const override {
-    return LogGammaD(s + bd_) - LogGammaD(s + 1.0) - LogGammaD(bd_) + s * std::log(xd_) + bd_ * std::log(yd_);
+    return LogGammaD(s + bd_) - LogGammaD(s + 1.0) - LogGammaD(bd_) + s * log_x_ + bd_ * log_y_;
   }
-  double LogUpD(double s) const override { return std::log(xd_ * (s + bd_) / (s + 1.0)); }
+  double LogUpD(double s) const override { return log_x_ + std::log((s + bd_) / (s + 1.0)); }
   double UpSupFrom(double s) const override { return Above(bd_ >= 1.0 ? xd_ * (s + bd_) / (s + 1.0) : xd_); }
   double DownSupBelow(double s) const override {
     // t / (x (t - 1 + b)) rises in t for b >= 1, falls for b < 1.
@@ -169,7 +182,7 @@ class BetaTerms : public Inner {
   }
   slong LogBits(double s) const override {
     return MagnitudeBits(std::fabs(LogGammaD(s + bd_)) + std::fabs(LogGammaD(s + 1.0)) + std::fabs(LogGammaD(bd_)) +
-                         std::fabs(s * std::log(xd_)) + std::fabs(bd_ * std::log(yd_)));
+                         std::fabs(s * log_x_) + std::fabs(bd_ * log_y_));
   }
   void Rest(arb_ptr res, arb_srcptr s, slong prec) const override { BetaTail(res, s, b_, x_, y_, false, prec); }
   // Mode (x b - 1) / (1 - x), spread sqrt(x b) / (1 - x) (a negative
@@ -181,7 +194,7 @@ class BetaTerms : public Inner {
 
  private:
   Ball x_, y_, b_;
-  double xd_, yd_, bd_;
+  double xd_, yd_, bd_, log_x_, log_y_;
   mutable CachedConstant log_gamma_b_;
 };
 
@@ -303,14 +316,18 @@ constexpr long kMaxTerms = 50000000;
 // term, less wp bits and a margin for their number.
 Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong wp) {
   Plan plan;
+  // A first term whose log is not a finite double (a shape below the
+  // smallest double) cannot be planned.
+  if (!std::isfinite(in.LogTermD(s0))) return plan;
   const double log_total = w.LogTotalD();
-  std::vector<double> la, lb;
+  // Up to kMaxTerms of each: out of the collector's sight.
+  quarn::UnscannedVector<double> la, lb;
   // log A and log w as they recur; log C upwards, or log S (first its bound
   // by the geometric series of the weights, then exactly downwards).
   double a = in.LogTermD(s0), lw = w.LogWeightD(0), lc = -kInf;
   double best = -kInf;
   long peak = 0;
-  std::vector<double> lws;
+  quarn::UnscannedVector<double> lws;
   for (long n = 0;; ++n) {
     if (n > kMaxTerms) return plan;
     la.push_back(a);
@@ -334,9 +351,13 @@ Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong
     const double margin = static_cast<double>(wp) * M_LN2 + 20.0 + std::log(static_cast<double>(n) + 10.0);
     const double a_next = a + in.LogUpD(s0 + static_cast<double>(n));
     // What is left beyond n: (C <= T, or S_n) times the sum of the A from
-    // n + 1 on.
-    double rest = (survival ? b : log_total) + LogRestAbove(in, s0 + static_cast<double>(n) + 1.0, a_next);
-    if (n > peak && rest < best - margin && (!survival || static_cast<double>(n) + w.c() + 2.0 > w.mu())) break;
+    // n + 1 on. That bound is at least A(n + 1) times this B_n, so it is
+    // looked for (three log-gamma functions) only past the peak and once
+    // that product is itself within a nat of negligible.
+    if (n > peak && a_next + b < best - margin + 1.0) {
+      const double rest = (survival ? b : log_total) + LogRestAbove(in, s0 + static_cast<double>(n) + 1.0, a_next);
+      if (rest < best - margin && (!survival || static_cast<double>(n) + w.c() + 2.0 > w.mu())) break;
+    }
     a = a_next;
     lw = lw_next;
   }
@@ -522,30 +543,52 @@ void SeriesSum(arb_ptr res, const Inner& in, arb_srcptr s0, double s0d, const We
 // central terms decay slowly).
 long PoissonSpread(const Weights& w, slong bits) {
   const double drop = static_cast<double>(bits) * M_LN2;
+  // Beyond 2^53 the indices are not doubles any more; there the weights are
+  // a normal curve to far better than a term, whose half-width at the drop
+  // is sqrt(2 mu drop) (more than 10^8).
+  if (w.mu() - w.c() > 0x1p53) return static_cast<long>(std::min(std::sqrt(2.0 * w.mu() * drop), 0x1p62));
   const long mode = static_cast<long>(std::max(0.0, std::floor(w.mu() - w.c())));
   const double top = w.LogWeightD(mode);
-  long right = 0, left = 0;
-  while (w.LogWeightD(mode + right + 1) >= top - drop) ++right;
-  while (mode - left - 1 >= 0 && w.LogWeightD(mode - left - 1) >= top - drop) ++left;
-  return std::max(right, left);
+  // The weights within the drop form one run about the mode (the log weight
+  // is concave in n): each side's length is found by doubling and halving,
+  // in a hundred evaluations even where it is 10^15.
+  auto within = [&](long n) { return w.LogWeightD(n) >= top - drop; };
+  auto side = [&](int dir, long most) {
+    long good = 0, step = 1;
+    while (step <= most - good && within(mode + dir * (good + step))) {
+      good += step;
+      step *= 2;
+    }
+    for (; step > 1;) {
+      step /= 2;
+      if (step <= most - good && within(mode + dir * (good + step))) good += step;
+    }
+    return good;
+  };
+  return std::max(side(1, std::numeric_limits<long>::max() - mode), side(-1, mode));
 }
 
 // Fails with NE_TOO_MANY_ITER when the mixture needs more than max_iter
-// Poisson terms on a side at the working precision, or when its series would
-// need more than kMaxTerms terms in all.
-bool WithinLimit(NagError* fail, const char* routine, const Plan& plan, const Weights& w, long max_iter) {
-  if (!plan.ok) {
+// Poisson terms on a side at the working precision (known from the weights
+// alone, so before any plan is made: a non-centrality of 10^20 is refused at
+// once), or when its series, planned by plan(), would need more than
+// kMaxTerms terms in all.
+template <class MakesPlan>
+bool WithinLimit(NagError* fail, const char* routine, const Weights& w, long max_iter, MakesPlan&& plan) {
+  const long spread = PoissonSpread(w, TargetBits());
+  if (spread > max_iter) {
+    Fail(fail, NE_TOO_MANY_ITER,
+         std::string(routine) + " needs " + std::to_string(spread) + " terms on a side of its Poisson sum at Digits = " +
+             std::to_string(quarn::host::WorkingDigits()) + ", more than max_iter = " + std::to_string(max_iter) +
+             "; raise the iteration limit (the host variable _EnvStatisticsIterations).");
+    return false;
+  }
+  if (!plan().ok) {
     Fail(fail, NE_TOO_MANY_ITER,
          std::string(routine) + ": the series would need more than " + std::to_string(kMaxTerms) + " terms.");
     return false;
   }
-  const long spread = PoissonSpread(w, TargetBits());
-  if (spread <= max_iter) return true;
-  Fail(fail, NE_TOO_MANY_ITER,
-       std::string(routine) + " needs " + std::to_string(spread) + " terms on a side of its Poisson sum at Digits = " +
-           std::to_string(quarn::host::WorkingDigits()) + ", more than max_iter = " + std::to_string(max_iter) +
-           "; raise the iteration limit (the host variable _EnvStatisticsIterations).");
-  return false;
+  return true;
 }
 
 bool CheckMaxIter(NagError* fail, long max_iter) {
@@ -661,10 +704,18 @@ QuarnFloat QuarnMP_g01gcc(QuarnFloat x, QuarnFloat df, QuarnFloat lambda, QuarnF
     return Evaluate(fail, "QuarnMP_g01gcc", [&](arb_ptr r, slong prec) { GammaTail(r, a, z, false, prec); },
                     MagnitudeBits(ad + zd));
   }
+  // Far above the mean the upper tail is bounded by the moment generating
+  // function at 1/4: P(X > x) <= E e^(X/4) e^(-x/4) = 2^(df/2) e^(lambda/2 - x/4).
+  // Below a quarter of an ulp of 1 the lower tail rounds to 1, which the
+  // series (its terms beyond the range of doubles at x = 1e400000) need
+  // not find.
+  const double log_upper = -0.25 * x.ToDouble() * (1.0 - 1e-10) + Above(0.5 * df.ToDouble() * M_LN2 + mud);
+  if (log_upper < -static_cast<double>(TargetBits() + 2) * M_LN2) return Exact(fail, 1.0);
   GammaTerms terms(ad, z);
   Weights weights(mu, 0.0);
   Mixture m{&terms, ad, &weights, zd > ad + mud};
-  if (!WithinLimit(fail, "QuarnMP_g01gcc", MakePlan(terms, ad, weights, m.survival, PlanBits()), weights, max_iter)) {
+  if (!WithinLimit(fail, "QuarnMP_g01gcc", weights, max_iter,
+                   [&] { return MakePlan(terms, ad, weights, m.survival, PlanBits()); })) {
     return QuarnFloat(0.0);
   }
   return Evaluate(fail, "QuarnMP_g01gcc", [&](arb_ptr r, slong prec) {
@@ -698,7 +749,8 @@ QuarnFloat QuarnMP_g01gec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat l
                     extra);
   }
   BetaMixture mix(x.ToDouble(), a.ToDouble(), b.ToDouble(), Mid(mu));
-  if (!WithinLimit(fail, "QuarnMP_g01gec", mix.PlanAt(xb, yb, bb, mu, PlanBits()), Weights(mu, 0.0), max_iter)) {
+  if (!WithinLimit(fail, "QuarnMP_g01gec", Weights(mu, 0.0), max_iter,
+                   [&] { return mix.PlanAt(xb, yb, bb, mu, PlanBits()); })) {
     return QuarnFloat(0.0);
   }
   return Evaluate(fail, "QuarnMP_g01gec",
@@ -743,7 +795,8 @@ QuarnFloat QuarnMP_g01gdc(QuarnFloat f, QuarnFloat df1, QuarnFloat df2, QuarnFlo
   {
     Ball x, y;
     arguments(x, y, PlanBits());
-    if (!WithinLimit(fail, "QuarnMP_g01gdc", mix.PlanAt(x, y, b, mu, PlanBits()), Weights(mu, 0.0), max_iter)) {
+    if (!WithinLimit(fail, "QuarnMP_g01gdc", Weights(mu, 0.0), max_iter,
+                     [&] { return mix.PlanAt(x, y, b, mu, PlanBits()); })) {
       return QuarnFloat(0.0);
     }
   }
@@ -832,8 +885,9 @@ QuarnFloat QuarnMP_g01gbc(QuarnFloat t, QuarnFloat df, QuarnFloat delta, QuarnFl
     bool ok = true;
     mixtures(x, y, [&](const Mixture& p, const Mixture& q) {
       for (const Mixture* m : {&p, &q}) {
-        ok = ok && WithinLimit(fail, "QuarnMP_g01gbc", MakePlan(*m->inner, m->s0d, *m->weights, survival, PlanBits()),
-                               *m->weights, max_iter);
+        ok = ok && WithinLimit(fail, "QuarnMP_g01gbc", *m->weights, max_iter, [&] {
+               return MakePlan(*m->inner, m->s0d, *m->weights, survival, PlanBits());
+             });
       }
     });
     if (!ok) return QuarnFloat(0.0);

@@ -17,10 +17,7 @@ slong TargetBits() { return static_cast<slong>(host::WorkingBits()); }
 namespace {
 
 long g_work_left = kWorkLimit;
-// CPU seconds of this thread when the call began, or kNotRead until its
-// first check of the clock.
-constexpr double kNotRead = -1.0;
-double g_started = kNotRead;
+double g_started = 0.0;  // CPU seconds of this thread when the call began
 long g_charges = 0;
 int g_shared_depth = 0;  // SharedWorkLimit objects alive
 
@@ -30,19 +27,23 @@ double ThreadSeconds() {
   return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
 }
 
-// Whether the call has taken more than kTimeLimitSeconds. The thread's CPU
-// clock is a system call (about half a microsecond, as much as a whole
-// probability at Digits 15), so a call's clock starts at its first check
-// rather than at ResetWork: a short call never reads it, and what a longer
-// one does before its first check (at most 255 single steps, or nothing
-// before its first Arb function) goes uncounted.
-bool TimeSpent() {
-  const double now = ThreadSeconds();
-  if (g_started == kNotRead) {
-    g_started = now;
-    return false;
+// The thread's CPU seconds, as of at most one tick of the coarse wall clock
+// (a few milliseconds) ago. Reading the CPU clock is a system call (a quarter
+// of a microsecond, as much as a whole small routine call), while the coarse
+// clock is read without entering the kernel: within one of its ticks the last
+// reading is taken again. As the start of a call it overcounts the call's
+// time by at most a tick; in a check of the time spent, it finds the limit
+// passed at most a tick late.
+double RecentSeconds() {
+  static timespec last_tick = {-1, 0};
+  static double last_seconds = 0.0;
+  timespec tick;
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &tick);
+  if (tick.tv_sec != last_tick.tv_sec || tick.tv_nsec != last_tick.tv_nsec) {
+    last_tick = tick;
+    last_seconds = ThreadSeconds();
   }
-  return now - g_started > kTimeLimitSeconds;
+  return last_seconds;
 }
 
 }  // namespace
@@ -51,14 +52,14 @@ void ResetWork() {
   g_work_left = kWorkLimit;
   g_charges = 0;
   if (g_shared_depth == 0) {
-    g_started = kNotRead;
-  } else if (ThreadSeconds() - g_started > kTimeLimitSeconds) {
+    g_started = RecentSeconds();
+  } else if (RecentSeconds() - g_started > kTimeLimitSeconds) {
     g_work_left = 0;  // the shared time is spent: fail before any work
   }
 }
 
 SharedWorkLimit::SharedWorkLimit() {
-  if (g_shared_depth++ == 0) g_started = ThreadSeconds();
+  if (g_shared_depth++ == 0) g_started = RecentSeconds();
 }
 
 SharedWorkLimit::~SharedWorkLimit() { --g_shared_depth; }
@@ -68,12 +69,14 @@ bool ChargeWork(slong prec, long steps) {
   g_work_left -= limbs * steps;
   // Every 256th charge of a single step, and every charge of more (an Arb
   // function), also looks at the clock.
-  if (g_work_left > 0 && (steps > 1 || (++g_charges & 255) == 0) && TimeSpent()) g_work_left = 0;
+  if (g_work_left > 0 && (steps > 1 || (++g_charges & 255) == 0) && RecentSeconds() - g_started > kTimeLimitSeconds) {
+    g_work_left = 0;
+  }
   return g_work_left > 0;
 }
 
 bool WorkExhausted() {
-  if (g_work_left > 0 && TimeSpent()) g_work_left = 0;
+  if (g_work_left > 0 && RecentSeconds() - g_started > kTimeLimitSeconds) g_work_left = 0;
   return g_work_left <= 0;
 }
 

@@ -11,6 +11,7 @@
 
 #include "platform/float/quarnfloat.h"
 #include "platform/float/sum.h"
+#include "platform/host/unscanned.h"
 #include "stats/frame/entry.h"
 #include "stats/frame/sample.h"
 
@@ -63,27 +64,14 @@ inline const QuarnFloat& ValueOf(const KeyedFloat& x) { return x.x; }
 inline void SetValue(QuarnFloat* e, const QuarnFloat& v) { *e = v; }
 inline void SetValue(KeyedFloat* e, const QuarnFloat& v) { *e = {OrderKey(v), v}; }
 
-// Memory for arrays of floats that the collector need not scan: every
-// handle stored in one is also held, for as long as the array lives, by an
-// array the collector does see (the sample the keys were made from), and
-// the array is written back before that one changes. It keeps large scratch
-// arrays out of the collector's marking and out of its allocation count.
-template <class T>
-struct UnscannedAllocator {
-  using value_type = T;
-  UnscannedAllocator() = default;
-  template <class U>
-  UnscannedAllocator(const UnscannedAllocator<U>&) {}
-  T* allocate(size_t n) {
-    void* p = std::malloc(n * sizeof(T));
-    if (p == nullptr) throw std::bad_alloc();
-    return static_cast<T*>(p);
-  }
-  void deallocate(T* p, size_t) { std::free(p); }
-  bool operator==(const UnscannedAllocator&) const { return true; }
-};
-template <class T>
-using UnscannedVector = std::vector<T, UnscannedAllocator<T>>;
+// Arrays of floats that the collector need not scan (platform/host/unscanned.h):
+// every handle stored in one is also held, for as long as the array lives,
+// by an array the collector does see (the sample the keys were made from),
+// and the array is written back before that one changes. It keeps large
+// scratch arrays out of the collector's marking and out of its allocation
+// count.
+using quarn::UnscannedAllocator;
+using quarn::UnscannedVector;
 
 // x[0 .. n-1] with their keys; WriteBack puts the floats back in their new
 // order.

@@ -181,9 +181,10 @@ long STATS_HypergeometricDeviate_MP(QKernel kv, QuarnFloat u, long N, long L, lo
 // -------------------------------------------------------- negative binomial
 
 // Failures before the r-th success of probability p: P(X <= x) =
-// I_p(r, floor(x) + 1).
+// I_p(r, floor(x) + 1), the beta probability, whose messages name its x, a
+// and b by what they are here.
 QuarnFloat STATS_NegativeBinomialProbability_MP(QKernel kv, QuarnFloat x, long r, QuarnFloat p) {
-  return STATS_BetaProbability_MP(kv, p, QuarnFloat(r), floor(x) + 1.0);
+  return BetaLowerTail(kv, p, QuarnFloat(r), floor(x) + 1.0, {{"x", "p"}, {"a", "r"}, {"b", "x + 1"}});
 }
 
 long STATS_NegativeBinomialDeviate_MP(QKernel kv, QuarnFloat u, long r, QuarnFloat p) {

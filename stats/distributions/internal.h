@@ -92,6 +92,12 @@ class ProbabilityAdapter : public STATS_QuarnCallbackAdapter_MP {
   std::tuple<P...> parameters_;
 };
 
+// The beta probability I_x(a, b) (STATS_BetaProbability_MP), its routine's
+// messages in the caller's names (renames): the negative binomial's p, r and
+// x + 1.
+QuarnFloat BetaLowerTail(QKernel kv, QuarnFloat x, QuarnFloat a, QuarnFloat b,
+                         std::initializer_list<ArgumentName> renames = {});
+
 // The length of a sample entry's first argument (a non-negative integer).
 using quarnstats::SampleLength;
 

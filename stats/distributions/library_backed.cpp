@@ -13,13 +13,21 @@
 
 using namespace quarnstats::dist;
 
+QuarnFloat quarnstats::dist::BetaLowerTail(QKernel kv, QuarnFloat x, QuarnFloat a, QuarnFloat b,
+                                           std::initializer_list<ArgumentName> renames) {
+  return CallRoutine(
+      kv,
+      [&](NagError* e) {
+        QuarnFloat lower, upper, density;
+        QuarnMP_g01eec(x, a, b, QuarnFloat(0.0), &lower, &upper, &density, e);
+        return lower;
+      },
+      renames);
+}
+
 // Shapes a and b.
 QuarnFloat STATS_BetaProbability_MP(QKernel kv, QuarnFloat x, QuarnFloat a, QuarnFloat b) {
-  return CallRoutine(kv, [&](NagError* e) {
-    QuarnFloat lower, upper, density;
-    QuarnMP_g01eec(x, a, b, QuarnFloat(0.0), &lower, &upper, &density, e);
-    return lower;
-  });
+  return BetaLowerTail(kv, x, a, b);
 }
 
 QuarnFloat STATS_BetaDeviate_MP(QKernel kv, QuarnFloat u, QuarnFloat a, QuarnFloat b) {

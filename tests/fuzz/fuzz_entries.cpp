@@ -2,6 +2,7 @@
 //
 //   fuzz_entries [--calls N] [--seed S] [--jobs J] [--only TEXT]
 //                [--max-digits D] [--hang-seconds T] [--library PATH]
+//                [--slowest K]
 //
 // The entries are found in the library's dynamic symbol table (every
 // exported STATS_Quarn<Name>_MP and the regression entries STATS_g0..._MP),
@@ -28,6 +29,8 @@
 // With --jobs J the calls are shared by J processes, process j drawing its
 // calls from seed S + j (so --jobs 1 and the first process of any J make the
 // same calls); the exit status is 1 when any process had a finding or died.
+// --slowest K prints the K calls that took the most CPU time, with their
+// reproducers (where a round's time goes).
 #include <elf.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -43,6 +46,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <map>
 #include <random>
 #include <string>
@@ -560,10 +564,40 @@ Kind KindFor(Generator& g, const EntryInfo& e, int i) {
   return g.AnyKind();
 }
 
+double CpuSeconds() {
+  timespec t;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+  return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
+}
+
+// The k calls of the most CPU time, and the total.
+class Slowest {
+ public:
+  explicit Slowest(size_t k) : k_(k) {}
+  void Add(double seconds, const std::string& repro) {
+    total_ += seconds;
+    if (k_ == 0 || (calls_.size() == k_ && seconds <= calls_.back().first)) return;
+    calls_.emplace_back(seconds, repro);
+    std::sort(calls_.begin(), calls_.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
+    if (calls_.size() > k_) calls_.pop_back();
+  }
+  void Print() const {
+    if (k_ == 0) return;
+    std::fprintf(stderr, "fuzz_entries: %.1f s in the calls; the slowest:\n", total_);
+    for (const auto& [seconds, repro] : calls_) std::fprintf(stderr, "  %7.2f s  %s\n", seconds, repro.c_str());
+  }
+
+ private:
+  size_t k_;
+  double total_ = 0.0;
+  std::vector<std::pair<double, std::string>> calls_;
+};
+
 struct Options {
   uint64_t seed = 1;
   long calls = 3000;
   int jobs = 1;
+  int slowest = 0;
   std::string only;
   int max_digits = 1000;
   unsigned hang_seconds = 300;
@@ -577,6 +611,7 @@ Options ParseOptions(int argc, char** argv) {
     if (k == "--calls") o.calls = std::stol(v);
     else if (k == "--seed") o.seed = std::stoull(v);
     else if (k == "--jobs") o.jobs = std::max(1, std::stoi(v));
+    else if (k == "--slowest") o.slowest = std::max(0, std::stoi(v));
     else if (k == "--only") o.only = v;
     else if (k == "--max-digits") o.max_digits = std::stoi(v);
     else if (k == "--hang-seconds") o.hang_seconds = static_cast<unsigned>(std::stoul(v));
@@ -663,6 +698,7 @@ int main(int argc, char** argv) {
 
   Generator g(opt.seed);
   Findings findings;
+  Slowest slow(static_cast<size_t>(opt.slowest));
   long raised = 0, returned = 0, unbuilt = 0;
   HostObject iterations = host::Name("_EnvStatisticsIterations");
   for (long call = 0; call < opt.calls; ++call) {
@@ -717,6 +753,7 @@ int main(int argc, char** argv) {
     }
 
     alarm(opt.hang_seconds);
+    const double started = CpuSeconds();
     try {
       HostObject r = CallWith(e.procedure, args);
       ++returned;
@@ -736,6 +773,7 @@ int main(int argc, char** argv) {
       findings.Add(e.name, "an unknown exception reached the user", "");
     }
     alarm(0);
+    if (opt.slowest > 0) slow.Add(CpuSeconds() - started, repro);
     host::AssignName(iterations, nullptr);
     host::SetDigits(10);
     if ((call + 1) % 50000 == 0) {
@@ -745,6 +783,7 @@ int main(int argc, char** argv) {
   std::printf("fuzz_entries: seed %" PRIu64 ", %ld calls over %zu entries: %ld raised, %ld returned, "
               "%ld not built by the shell; %ld findings\n",
               opt.seed, opt.calls, entries.size(), raised, returned, unbuilt, findings.count);
+  slow.Print();
   shell::TerminateLibrary();
   return findings.count == 0 ? 0 : 1;
 }

@@ -19,6 +19,7 @@ err(() -> QuarnBinomialProbability(3, -2, 0.5));
 err(() -> QuarnPoissonProbability(3, -1));
 err(() -> QuarnHypergeometricProbability(2, 10, 12, 4));
 err(() -> QuarnNegativeBinomialProbability(-1, 3, 0.5));
+err(() -> QuarnNegativeBinomialProbability(2, 3, 1.5));
 err(() -> QuarnBinomialDeviate(0.5, 10));
 err(() -> QuarnBernoulliProbability(1));
 err(() -> QuarnPoissonRandomSample(3));
