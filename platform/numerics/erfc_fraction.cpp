@@ -64,10 +64,12 @@ void DdBall(arb_ptr out, Dd x, slong n) {
   mag_mul_2exp_si(arb_radref(out), arb_radref(out), -103);
 }
 
-// Below this y the fraction needs too many terms to pay.
+// Below this y the fraction needs too many terms to pay (above it,
+// kMaxTerms decides).
 constexpr double kMinArgument = 2.0;
-// Beyond this y, erfc(y) is far below the doubles' range (and the terms
-// stay within it up to kMaxTerms).
+// No level within the doubles' range has its deviate beyond this y (they
+// end near 26.5), and up to it the terms stay within that range for
+// kMaxTerms steps.
 constexpr double kMaxArgument = 40.0;
 constexpr slong kMaxTerms = 64;
 // The precisions the double-double sums cover: their error after kMaxTerms
@@ -89,7 +91,8 @@ constexpr slong kMaxPrec = 90;
 // Every A_k and B_k is a sum of positive terms, so in double-double each
 // carries at most the largest relative error of its inputs plus that of one
 // product (2u^2) and one sum (3u^2 + 13u^3): below k 2^-103 after k steps
-// (6u^2 = 0.75 2^-103 per step, with room for the products of errors).
+// (5u^2 + 13u^3 per step against 2^-103 = 8u^2, with room for the products
+// of errors).
 bool ErfcFraction(arb_ptr res, arb_srcptr y, slong prec) {
   if (prec > kMaxPrec || !arb_is_exact(y) || !arf_is_finite(arb_midref(y))) return false;
   if (arf_bits(arb_midref(y)) > 53) return false;
