@@ -300,6 +300,7 @@ struct Plan {
   long lo = 0, hi = 0, peak = 0;
   bool ok = false;
   bool out_of_reach = false;  // failed at once: the terms are beyond doubles
+  bool over_work = false;     // failed: more terms than the work limit allows
 };
 
 // log(q / (1 - q)) or log(1 / (1 - q)) of a ratio bound; +inf when q >= 1.
@@ -342,6 +343,13 @@ Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong
   quarn::UnscannedVector<double> lws;
   for (long n = 0;; ++n) {
     if (n > kMaxTerms) return plan;
+    // Past the peak every term not yet negligible will be summed (hi > n,
+    // lo <= peak), at two limbs or more a term: beyond half the work limit
+    // the sum cannot be afforded, however far the walk would go on.
+    if (!survival && 2 * (n - peak) > kWorkLimit) {
+      plan.over_work = true;
+      return plan;
+    }
     la.push_back(a);
     lws.push_back(lw);
     const double lw_next = lw + w.LogMu() - std::log(static_cast<double>(n) + w.c() + 1.0);
@@ -600,6 +608,11 @@ bool WithinLimit(NagError* fail, const char* routine, const Weights& w, long max
     Fail(fail, NE_TOO_MANY_ITER,
          std::string(routine) + ": the terms of the series are out of reach at these arguments (their logarithms "
                                 "are beyond the range or the resolution of double precision).");
+    return false;
+  }
+  if (p.over_work) {
+    ChargeWork(0, kWorkLimit);  // spent: the message says so
+    ReportPrecision(fail, routine);
     return false;
   }
   if (!p.ok) {
