@@ -205,20 +205,26 @@ class BetaTerms : public Inner {
 // C_n = w_0 + ... + w_n and S_n = T - C_n = P(n + c + 1, mu).
 class Weights {
  public:
-  Weights(arb_srcptr mu, double c) : mud_(arf_get_d(arb_midref(mu), ARF_RND_NEAR)), c_(c) {
+  Weights(arb_srcptr mu, double c) : mud_(arf_get_d(arb_midref(mu), ARF_RND_NEAR)), log_mu_(LogD(mu)), c_(c) {
     arb_set(mu_, mu);
     arb_set_d(c_ball_, c);
   }
   double mu() const { return mud_; }
+  // log mu, finite where mu is below the doubles (a non-centrality of 1e-400000).
+  double LogMu() const { return log_mu_; }
   double c() const { return c_; }
   double LogWeightD(long n) const {
     double v = static_cast<double>(n) + c_;
-    return -mud_ + v * std::log(mud_) - LogGammaD(v + 1.0);
+    return -mud_ + v * log_mu_ - LogGammaD(v + 1.0);
   }
-  double LogTotalD() const { return c_ == 0.0 ? 0.0 : std::log(std::erf(std::sqrt(mud_))); }
+  // log erf(sqrt mu), by erf(z) = 2z / sqrt(pi) (1 - z^2 / 3 ...) where mu is tiny.
+  double LogTotalD() const {
+    if (c_ == 0.0) return 0.0;
+    return mud_ < 1e-100 ? 0.5 * log_mu_ + std::log(2.0 / std::sqrt(M_PI)) : std::log(std::erf(std::sqrt(mud_)));
+  }
   slong Bits(long n) const {
     double v = static_cast<double>(n) + c_;
-    return MagnitudeBits(mud_ + std::fabs(v * std::log(mud_)) + std::fabs(LogGammaD(v + 1.0)));
+    return MagnitudeBits(mud_ + std::fabs(v * log_mu_) + std::fabs(LogGammaD(v + 1.0)));
   }
   // The shape n + c + a as an exact ball.
   void Shape(arb_ptr res, long n, double a) const {
@@ -283,7 +289,7 @@ class Weights {
 
  private:
   Ball mu_, c_ball_;
-  double mud_, c_;
+  double mud_, log_mu_, c_;
 };
 
 // ---------------------------------------------------------- the series
@@ -293,6 +299,8 @@ class Weights {
 struct Plan {
   long lo = 0, hi = 0, peak = 0;
   bool ok = false;
+  bool out_of_reach = false;  // failed at once: the terms are beyond doubles
+  bool over_work = false;     // failed: more terms than the work limit allows
 };
 
 // log(q / (1 - q)) or log(1 / (1 - q)) of a ratio bound; +inf when q >= 1.
@@ -317,8 +325,13 @@ constexpr long kMaxTerms = 50000000;
 Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong wp) {
   Plan plan;
   // A first term whose log is not a finite double (a shape below the
-  // smallest double) cannot be planned.
-  if (!std::isfinite(in.LogTermD(s0))) return plan;
+  // smallest double), or so large that the doubles do not resolve one
+  // step from the next (beyond 2^52: shapes near 10^15), cannot be planned.
+  const double first = in.LogTermD(s0);
+  if (!std::isfinite(first) || std::fabs(first) > 0x1p52) {
+    plan.out_of_reach = true;
+    return plan;
+  }
   const double log_total = w.LogTotalD();
   // Up to kMaxTerms of each: out of the collector's sight.
   quarn::UnscannedVector<double> la, lb;
@@ -330,9 +343,16 @@ Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong
   quarn::UnscannedVector<double> lws;
   for (long n = 0;; ++n) {
     if (n > kMaxTerms) return plan;
+    // Past the peak every term not yet negligible will be summed (hi > n,
+    // lo <= peak), at two limbs or more a term: beyond half the work limit
+    // the sum cannot be afforded, however far the walk would go on.
+    if (!survival && 2 * (n - peak) > kWorkLimit) {
+      plan.over_work = true;
+      return plan;
+    }
     la.push_back(a);
     lws.push_back(lw);
-    const double lw_next = lw + std::log(w.mu() / (static_cast<double>(n) + w.c() + 1.0));
+    const double lw_next = lw + w.LogMu() - std::log(static_cast<double>(n) + w.c() + 1.0);
     double b;
     if (!survival) {
       lc = LogAdd(lc, lw);
@@ -583,7 +603,19 @@ bool WithinLimit(NagError* fail, const char* routine, const Weights& w, long max
              "; raise the iteration limit (the host variable _EnvStatisticsIterations).");
     return false;
   }
-  if (!plan().ok) {
+  const Plan p = plan();
+  if (p.out_of_reach) {
+    Fail(fail, NE_TOO_MANY_ITER,
+         std::string(routine) + ": the terms of the series are out of reach at these arguments (their logarithms "
+                                "are beyond the range or the resolution of double precision).");
+    return false;
+  }
+  if (p.over_work) {
+    ChargeWork(0, kWorkLimit);  // spent: the message says so
+    ReportPrecision(fail, routine);
+    return false;
+  }
+  if (!p.ok) {
     Fail(fail, NE_TOO_MANY_ITER,
          std::string(routine) + ": the series would need more than " + std::to_string(kMaxTerms) + " terms.");
     return false;
@@ -649,9 +681,10 @@ double Mid(arb_srcptr x) { return arf_get_d(arb_midref(x), ARF_RND_NEAR); }
 struct BetaMixture {
   double xd, ad, bd, mud;
   bool survival;
-  // x > the mean of the central beta at the mean shape: upper form.
-  BetaMixture(double x, double a, double b, double mu)
-      : xd(x), ad(a), bd(b), mud(mu), survival(x > (a + mu) / (a + mu + b)) {}
+  // x > the mean of the central beta at the mean shape: upper form. Told by
+  // y = 1 - x, which doubles resolve next to x = 1 (1 - 2e-27).
+  BetaMixture(double x, double y, double a, double b, double mu)
+      : xd(x), ad(a), bd(b), mud(mu), survival(y < b / (a + mu + b)) {}
   void Evaluate(arb_ptr res, arb_srcptr x, arb_srcptr y, arb_srcptr a, arb_srcptr b, arb_srcptr mu,
                 slong prec) const {
     BetaTerms terms(ad, x, y, b);
@@ -748,7 +781,7 @@ QuarnFloat QuarnMP_g01gec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat l
     return Evaluate(fail, "QuarnMP_g01gec", [&](arb_ptr r, slong prec) { BetaTail(r, ab, bb, xb, yb, false, prec); },
                     extra);
   }
-  BetaMixture mix(x.ToDouble(), a.ToDouble(), b.ToDouble(), Mid(mu));
+  BetaMixture mix(x.ToDouble(), Mid(yb), a.ToDouble(), b.ToDouble(), Mid(mu));
   if (!WithinLimit(fail, "QuarnMP_g01gec", Weights(mu, 0.0), max_iter,
                    [&] { return mix.PlanAt(xb, yb, bb, mu, PlanBits()); })) {
     return QuarnFloat(0.0);
@@ -791,7 +824,8 @@ QuarnFloat QuarnMP_g01gdc(QuarnFloat f, QuarnFloat df1, QuarnFloat df2, QuarnFlo
     }, extra);
   }
   const double xd = d1 * fd / (d1 * fd + d2);
-  BetaMixture mix(std::isfinite(xd) ? xd : 1.0, d1 / 2, d2 / 2, Mid(mu));
+  const double yd = d2 / (d1 * fd + d2);
+  BetaMixture mix(std::isfinite(xd) ? xd : 1.0, std::isfinite(yd) ? yd : 0.0, d1 / 2, d2 / 2, Mid(mu));
   {
     Ball x, y;
     arguments(x, y, PlanBits());
@@ -872,8 +906,11 @@ QuarnFloat QuarnMP_g01gbc(QuarnFloat t, QuarnFloat df, QuarnFloat delta, QuarnFl
       t_positive ? arb_add(r, r, half, prec) : arb_sub(r, half, r, prec);
     }, extra);
   }
-  // The upper form where x lies above the mean of the central beta.
-  const bool survival = xd > (0.5 + mud) / (0.5 + mud + bd);
+  // The upper form where x lies above the mean of the central beta (told
+  // by y = 1 - x, resolved next to x = 1).
+  double yd = dfd / (td * td + dfd);
+  if (!std::isfinite(yd)) yd = 0.0;
+  const bool survival = yd < bd / (0.5 + mud + bd);
   auto mixtures = [&](arb_srcptr x, arb_srcptr y, const std::function<void(const Mixture&, const Mixture&)>& use) {
     BetaTerms p_terms(0.5, x, y, b), q_terms(1.0, x, y, b);
     Weights p_weights(mu, 0.0), q_weights(mu, 0.5);

@@ -35,8 +35,13 @@
 // whose search passes through astronomically small tails). Some values have
 // no method here and fail at once with the message without the work limit:
 // beta tails with both shapes above 1e15 next to the mean (F with both
-// degrees of freedom that large next to 1), and tails below the smallest
-// float (P(T <= -1e4) with 1e15 degrees of freedom).
+// degrees of freedom that large next to 1), tails below the smallest
+// float (P(T <= -1e4) with 1e15 degrees of freedom), and non-central series
+// whose terms' logarithms exceed 2^52 in size (a chi-square of 2e17 degrees
+// of freedom far below its mean), which doubles cannot place. A non-central
+// routine checks its iteration limit (the Poisson terms the working
+// precision needs on a side of the largest, from the non-centrality alone)
+// before anything else, so that a large non-centrality is refused at once.
 //
 // Tails: Nag_LowerTail P(X <= x), Nag_UpperTail P(X > x), and for the
 // symmetric distributions (normal, t) Nag_TwoTailSignif P(|X| >= |x|) and
