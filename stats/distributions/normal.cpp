@@ -1,11 +1,15 @@
 // The normal distribution (probabilities, deviates, density, variate), the
 // log-normal distribution built on it, and two fast normal approximations.
 //
-// The routines' values are correctly rounded for their argument; what they
-// are given is formed with guard digits (Guarded): the standardisation
-// (x - mu)/sigma, whose relative error a tail multiplies by about z^2, and
-// the location mu + sigma z, which may cancel. So every value is within an
-// ulp of the exact function at its inputs.
+// The normal's tails and deviates are first taken from the routines that
+// round once from the exact standardisation (x - mu)/sigma or location
+// mu + sigma z (QuarnMP_NormalTailAt, QuarnMP_NormalDeviateAt), correctly
+// rounded. Where those cannot decide, and for the density and the
+// log-normal, the routines' values are correctly rounded for their argument
+// and what they are given is formed with guard digits (Guarded): the
+// standardisation, whose relative error a tail multiplies by about z^2, and
+// the location, which may cancel. So every value is within an ulp of the
+// exact function at its inputs.
 #include <cmath>
 
 #include "platform/numerics/numerics.h"
