@@ -311,9 +311,10 @@ double LogGeometric(double q, bool from_next) {
 
 // log of the sum of A(t) for t = s, s + 1, ...: geometric from A(s) = e^a
 // when the ratios from s on are below 1, else the estimate of the inner
-// terms; at most 0 (the sum is a probability).
-double LogRestAbove(const Inner& in, double s, double a) {
-  return std::min({0.0, a + LogGeometric(in.UpSupFrom(s), false), in.LogRestD(s)});
+// terms; at most 0 (the sum is a probability). The logs are relative to
+// log A(s0) = a0, as the plan keeps them.
+double LogRestAbove(const Inner& in, double s, double a, double a0) {
+  return std::min({-a0, a + LogGeometric(in.UpSupFrom(s), false), in.LogRestD(s) - a0});
 }
 
 // Terms that are never worth summing: a plan beyond this fails.
@@ -324,11 +325,13 @@ constexpr long kMaxTerms = 50000000;
 // term, less wp bits and a margin for their number.
 Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong wp) {
   Plan plan;
-  // A first term whose log is not a finite double (a shape below the
-  // smallest double), or so large that the doubles do not resolve one
-  // step from the next (beyond 2^52: shapes near 10^15), cannot be planned.
-  const double first = in.LogTermD(s0);
-  if (!std::isfinite(first) || std::fabs(first) > 0x1p52) {
+  // The logs of the A are kept relative to the first, a0: only their
+  // differences matter, and beside a log of 3e18 (a chi-square of 2e17
+  // degrees of freedom far below its mean) a step of -33 is lost. A first
+  // term whose log is not a finite double (a shape below the smallest
+  // double) cannot be planned.
+  const double a0 = in.LogTermD(s0);
+  if (!std::isfinite(a0)) {
     plan.out_of_reach = true;
     return plan;
   }
@@ -337,7 +340,7 @@ Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong
   quarn::UnscannedVector<double> la, lb;
   // log A and log w as they recur; log C upwards, or log S (first its bound
   // by the geometric series of the weights, then exactly downwards).
-  double a = in.LogTermD(s0), lw = w.LogWeightD(0), lc = -kInf;
+  double a = 0.0, lw = w.LogWeightD(0), lc = -kInf;
   double best = -kInf;
   long peak = 0;
   quarn::UnscannedVector<double> lws;
@@ -375,7 +378,8 @@ Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong
     // looked for (three log-gamma functions) only past the peak and once
     // that product is itself within a nat of negligible.
     if (n > peak && a_next + b < best - margin + 1.0) {
-      const double rest = (survival ? b : log_total) + LogRestAbove(in, s0 + static_cast<double>(n) + 1.0, a_next);
+      const double rest =
+          (survival ? b : log_total) + LogRestAbove(in, s0 + static_cast<double>(n) + 1.0, a_next, a0);
       if (rest < best - margin && (!survival || static_cast<double>(n) + w.c() + 2.0 > w.mu())) break;
     }
     a = a_next;
@@ -399,7 +403,7 @@ Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong
   // hi: the first n from the peak at which the rest above is negligible.
   plan.hi = top;
   for (long n = peak; n < top; ++n) {
-    double rest = (survival ? lb[n] : log_total) + LogRestAbove(in, s0 + static_cast<double>(n) + 1.0, la[n + 1]);
+    double rest = (survival ? lb[n] : log_total) + LogRestAbove(in, s0 + static_cast<double>(n) + 1.0, la[n + 1], a0);
     if (rest < limit) {
       plan.hi = n;
       break;
@@ -409,7 +413,7 @@ Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong
   plan.lo = 0;
   for (long n = peak; n > 0; --n) {
     double rest = (survival ? log_total : lb[n]) +
-                  std::min(0.0, la[n] + LogGeometric(in.DownSupBelow(s0 + static_cast<double>(n)), true));
+                  std::min(-a0, la[n] + LogGeometric(in.DownSupBelow(s0 + static_cast<double>(n)), true));
     if (rest < limit) {
       plan.lo = n;
       break;
@@ -607,7 +611,7 @@ bool WithinLimit(NagError* fail, const char* routine, const Weights& w, long max
   if (p.out_of_reach) {
     Fail(fail, NE_TOO_MANY_ITER,
          std::string(routine) + ": the terms of the series are out of reach at these arguments (their logarithms "
-                                "are beyond the range or the resolution of double precision).");
+                                "are beyond the range of double precision).");
     return false;
   }
   if (p.over_work) {

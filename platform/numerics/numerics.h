@@ -37,8 +37,8 @@
 // beta tails with both shapes above 1e15 next to the mean (F with both
 // degrees of freedom that large next to 1), tails below the smallest
 // float (P(T <= -1e4) with 1e15 degrees of freedom), and non-central series
-// whose terms' logarithms exceed 2^52 in size (a chi-square of 2e17 degrees
-// of freedom far below its mean), which doubles cannot place. A non-central
+// whose first term's logarithm is not a finite double (a shape below the
+// smallest double), which the double-precision plan cannot place. A non-central
 // routine checks its iteration limit (the Poisson terms the working
 // precision needs on a side of the largest, from the non-centrality alone)
 // before anything else, so that a large non-centrality is refused at once.
