@@ -565,12 +565,14 @@ void SeriesSum(arb_ptr res, const Inner& in, arb_srcptr s0, double s0d, const We
 // double-precision original (the rearranged series here sums the same
 // weights with the central terms, in about as many steps unless the
 // central terms decay slowly).
+constexpr long kManyTerms = 100000000;
+
 long PoissonSpread(const Weights& w, slong bits) {
   const double drop = static_cast<double>(bits) * M_LN2;
   // Beyond 2^53 the indices are not doubles any more; there the weights are
-  // a normal curve to far better than a term, whose half-width at the drop
-  // is sqrt(2 mu drop) (more than 10^8).
-  if (w.mu() - w.c() > 0x1p53) return static_cast<long>(std::min(std::sqrt(2.0 * w.mu() * drop), 0x1p62));
+  // a normal curve whose half-width at the drop, sqrt(2 mu drop), is more
+  // than kManyTerms.
+  if (w.mu() - w.c() > 0x1p53) return kManyTerms + 1;
   const long mode = static_cast<long>(std::max(0.0, std::floor(w.mu() - w.c())));
   const double top = w.LogWeightD(mode);
   // The weights within the drop form one run about the mode (the log weight
@@ -601,9 +603,18 @@ template <class MakesPlan>
 bool WithinLimit(NagError* fail, const char* routine, const Weights& w, long max_iter, MakesPlan&& plan) {
   const long spread = PoissonSpread(w, TargetBits());
   if (spread > max_iter) {
+    const std::string digits = std::to_string(quarn::host::WorkingDigits());
+    if (spread > kManyTerms) {
+      // No iteration limit helps: more terms than any series here sums.
+      Fail(fail, NE_TOO_MANY_ITER,
+           std::string(routine) + " needs more than " + std::to_string(kManyTerms) +
+               " terms on a side of its Poisson sum at Digits = " + digits + ", beyond the " +
+               std::to_string(kMaxTerms) + " terms that any of its series may have.");
+      return false;
+    }
     Fail(fail, NE_TOO_MANY_ITER,
          std::string(routine) + " needs " + std::to_string(spread) + " terms on a side of its Poisson sum at Digits = " +
-             std::to_string(quarn::host::WorkingDigits()) + ", more than max_iter = " + std::to_string(max_iter) +
+             digits + ", more than max_iter = " + std::to_string(max_iter) +
              "; raise the iteration limit (the host variable _EnvStatisticsIterations).");
     return false;
   }
