@@ -165,6 +165,11 @@ slong MagnitudeBits(double v);
 // used, when its ball is narrow).
 void GammaTail(arb_ptr res, arb_srcptr a, arb_srcptr z, bool upper, slong prec);
 
+// erfc(y) at an exact y of at most 53 bits in [2, 40] for prec <= 90, by a
+// continued fraction in double-double arithmetic with a proven error bound.
+// Returns false, leaving res alone, outside that range (use Arb's erfc).
+bool ErfcFraction(arb_ptr res, arb_srcptr y, slong prec);
+
 // Regularized incomplete beta I_x(a, b) (upper false) or
 // 1 - I_x(a, b) = I_y(b, a) (upper true), for a, b > 0 and x in [0, 1], where
 // y = 1 - x is passed separately so that neither end loses accuracy. Arb's

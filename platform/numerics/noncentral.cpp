@@ -205,20 +205,26 @@ class BetaTerms : public Inner {
 // C_n = w_0 + ... + w_n and S_n = T - C_n = P(n + c + 1, mu).
 class Weights {
  public:
-  Weights(arb_srcptr mu, double c) : mud_(arf_get_d(arb_midref(mu), ARF_RND_NEAR)), c_(c) {
+  Weights(arb_srcptr mu, double c) : mud_(arf_get_d(arb_midref(mu), ARF_RND_NEAR)), log_mu_(LogD(mu)), c_(c) {
     arb_set(mu_, mu);
     arb_set_d(c_ball_, c);
   }
   double mu() const { return mud_; }
+  // log mu, finite where mu is below the doubles (a non-centrality of 1e-400000).
+  double LogMu() const { return log_mu_; }
   double c() const { return c_; }
   double LogWeightD(long n) const {
     double v = static_cast<double>(n) + c_;
-    return -mud_ + v * std::log(mud_) - LogGammaD(v + 1.0);
+    return -mud_ + v * log_mu_ - LogGammaD(v + 1.0);
   }
-  double LogTotalD() const { return c_ == 0.0 ? 0.0 : std::log(std::erf(std::sqrt(mud_))); }
+  // log erf(sqrt mu), by erf(z) = 2z / sqrt(pi) (1 - z^2 / 3 ...) where mu is tiny.
+  double LogTotalD() const {
+    if (c_ == 0.0) return 0.0;
+    return mud_ < 1e-100 ? 0.5 * log_mu_ + std::log(2.0 / std::sqrt(M_PI)) : std::log(std::erf(std::sqrt(mud_)));
+  }
   slong Bits(long n) const {
     double v = static_cast<double>(n) + c_;
-    return MagnitudeBits(mud_ + std::fabs(v * std::log(mud_)) + std::fabs(LogGammaD(v + 1.0)));
+    return MagnitudeBits(mud_ + std::fabs(v * log_mu_) + std::fabs(LogGammaD(v + 1.0)));
   }
   // The shape n + c + a as an exact ball.
   void Shape(arb_ptr res, long n, double a) const {
@@ -283,7 +289,7 @@ class Weights {
 
  private:
   Ball mu_, c_ball_;
-  double mud_, c_;
+  double mud_, log_mu_, c_;
 };
 
 // ---------------------------------------------------------- the series
@@ -293,6 +299,8 @@ class Weights {
 struct Plan {
   long lo = 0, hi = 0, peak = 0;
   bool ok = false;
+  bool out_of_reach = false;  // failed at once: the terms are beyond doubles
+  bool over_work = false;     // failed: more terms than the work limit allows
 };
 
 // log(q / (1 - q)) or log(1 / (1 - q)) of a ratio bound; +inf when q >= 1.
@@ -303,9 +311,10 @@ double LogGeometric(double q, bool from_next) {
 
 // log of the sum of A(t) for t = s, s + 1, ...: geometric from A(s) = e^a
 // when the ratios from s on are below 1, else the estimate of the inner
-// terms; at most 0 (the sum is a probability).
-double LogRestAbove(const Inner& in, double s, double a) {
-  return std::min({0.0, a + LogGeometric(in.UpSupFrom(s), false), in.LogRestD(s)});
+// terms; at most 0 (the sum is a probability). The logs are relative to
+// log A(s0) = a0, as the plan keeps them.
+double LogRestAbove(const Inner& in, double s, double a, double a0) {
+  return std::min({-a0, a + LogGeometric(in.UpSupFrom(s), false), in.LogRestD(s) - a0});
 }
 
 // Terms that are never worth summing: a plan beyond this fails.
@@ -316,23 +325,37 @@ constexpr long kMaxTerms = 50000000;
 // term, less wp bits and a margin for their number.
 Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong wp) {
   Plan plan;
-  // A first term whose log is not a finite double (a shape below the
-  // smallest double) cannot be planned.
-  if (!std::isfinite(in.LogTermD(s0))) return plan;
+  // The logs of the A are kept relative to the first, a0: only their
+  // differences matter, and beside a log of 3e18 (a chi-square of 2e17
+  // degrees of freedom far below its mean) a step of -33 is lost. A first
+  // term whose log is not a finite double (a shape below the smallest
+  // double) cannot be planned.
+  const double a0 = in.LogTermD(s0);
+  if (!std::isfinite(a0)) {
+    plan.out_of_reach = true;
+    return plan;
+  }
   const double log_total = w.LogTotalD();
   // Up to kMaxTerms of each: out of the collector's sight.
   quarn::UnscannedVector<double> la, lb;
   // log A and log w as they recur; log C upwards, or log S (first its bound
   // by the geometric series of the weights, then exactly downwards).
-  double a = in.LogTermD(s0), lw = w.LogWeightD(0), lc = -kInf;
+  double a = 0.0, lw = w.LogWeightD(0), lc = -kInf;
   double best = -kInf;
   long peak = 0;
   quarn::UnscannedVector<double> lws;
   for (long n = 0;; ++n) {
     if (n > kMaxTerms) return plan;
+    // Past the peak every term not yet negligible will be summed (hi > n,
+    // lo <= peak), at two limbs or more a term: beyond half the work limit
+    // the sum cannot be afforded, however far the walk would go on.
+    if (!survival && 2 * (n - peak) > kWorkLimit) {
+      plan.over_work = true;
+      return plan;
+    }
     la.push_back(a);
     lws.push_back(lw);
-    const double lw_next = lw + std::log(w.mu() / (static_cast<double>(n) + w.c() + 1.0));
+    const double lw_next = lw + w.LogMu() - std::log(static_cast<double>(n) + w.c() + 1.0);
     double b;
     if (!survival) {
       lc = LogAdd(lc, lw);
@@ -355,7 +378,8 @@ Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong
     // looked for (three log-gamma functions) only past the peak and once
     // that product is itself within a nat of negligible.
     if (n > peak && a_next + b < best - margin + 1.0) {
-      const double rest = (survival ? b : log_total) + LogRestAbove(in, s0 + static_cast<double>(n) + 1.0, a_next);
+      const double rest =
+          (survival ? b : log_total) + LogRestAbove(in, s0 + static_cast<double>(n) + 1.0, a_next, a0);
       if (rest < best - margin && (!survival || static_cast<double>(n) + w.c() + 2.0 > w.mu())) break;
     }
     a = a_next;
@@ -379,7 +403,7 @@ Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong
   // hi: the first n from the peak at which the rest above is negligible.
   plan.hi = top;
   for (long n = peak; n < top; ++n) {
-    double rest = (survival ? lb[n] : log_total) + LogRestAbove(in, s0 + static_cast<double>(n) + 1.0, la[n + 1]);
+    double rest = (survival ? lb[n] : log_total) + LogRestAbove(in, s0 + static_cast<double>(n) + 1.0, la[n + 1], a0);
     if (rest < limit) {
       plan.hi = n;
       break;
@@ -389,7 +413,7 @@ Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong
   plan.lo = 0;
   for (long n = peak; n > 0; --n) {
     double rest = (survival ? log_total : lb[n]) +
-                  std::min(0.0, la[n] + LogGeometric(in.DownSupBelow(s0 + static_cast<double>(n)), true));
+                  std::min(-a0, la[n] + LogGeometric(in.DownSupBelow(s0 + static_cast<double>(n)), true));
     if (rest < limit) {
       plan.lo = n;
       break;
@@ -541,12 +565,14 @@ void SeriesSum(arb_ptr res, const Inner& in, arb_srcptr s0, double s0d, const We
 // double-precision original (the rearranged series here sums the same
 // weights with the central terms, in about as many steps unless the
 // central terms decay slowly).
+constexpr long kManyTerms = 100000000;
+
 long PoissonSpread(const Weights& w, slong bits) {
   const double drop = static_cast<double>(bits) * M_LN2;
   // Beyond 2^53 the indices are not doubles any more; there the weights are
-  // a normal curve to far better than a term, whose half-width at the drop
-  // is sqrt(2 mu drop) (more than 10^8).
-  if (w.mu() - w.c() > 0x1p53) return static_cast<long>(std::min(std::sqrt(2.0 * w.mu() * drop), 0x1p62));
+  // a normal curve whose half-width at the drop, sqrt(2 mu drop), is more
+  // than kManyTerms.
+  if (w.mu() - w.c() > 0x1p53) return kManyTerms + 1;
   const long mode = static_cast<long>(std::max(0.0, std::floor(w.mu() - w.c())));
   const double top = w.LogWeightD(mode);
   // The weights within the drop form one run about the mode (the log weight
@@ -577,13 +603,34 @@ template <class MakesPlan>
 bool WithinLimit(NagError* fail, const char* routine, const Weights& w, long max_iter, MakesPlan&& plan) {
   const long spread = PoissonSpread(w, TargetBits());
   if (spread > max_iter) {
+    const std::string digits = std::to_string(quarn::host::WorkingDigits());
+    if (spread > kManyTerms) {
+      // No iteration limit helps: more terms than any series here sums.
+      Fail(fail, NE_TOO_MANY_ITER,
+           std::string(routine) + " needs more than " + std::to_string(kManyTerms) +
+               " terms on a side of its Poisson sum at Digits = " + digits + ", beyond the " +
+               std::to_string(kMaxTerms) + " terms that any of its series may have.");
+      return false;
+    }
     Fail(fail, NE_TOO_MANY_ITER,
          std::string(routine) + " needs " + std::to_string(spread) + " terms on a side of its Poisson sum at Digits = " +
-             std::to_string(quarn::host::WorkingDigits()) + ", more than max_iter = " + std::to_string(max_iter) +
+             digits + ", more than max_iter = " + std::to_string(max_iter) +
              "; raise the iteration limit (the host variable _EnvStatisticsIterations).");
     return false;
   }
-  if (!plan().ok) {
+  const Plan p = plan();
+  if (p.out_of_reach) {
+    Fail(fail, NE_TOO_MANY_ITER,
+         std::string(routine) + ": the terms of the series are out of reach at these arguments (their logarithms "
+                                "are beyond the range of double precision).");
+    return false;
+  }
+  if (p.over_work) {
+    ChargeWork(0, kWorkLimit);  // spent: the message says so
+    ReportPrecision(fail, routine);
+    return false;
+  }
+  if (!p.ok) {
     Fail(fail, NE_TOO_MANY_ITER,
          std::string(routine) + ": the series would need more than " + std::to_string(kMaxTerms) + " terms.");
     return false;
@@ -649,9 +696,10 @@ double Mid(arb_srcptr x) { return arf_get_d(arb_midref(x), ARF_RND_NEAR); }
 struct BetaMixture {
   double xd, ad, bd, mud;
   bool survival;
-  // x > the mean of the central beta at the mean shape: upper form.
-  BetaMixture(double x, double a, double b, double mu)
-      : xd(x), ad(a), bd(b), mud(mu), survival(x > (a + mu) / (a + mu + b)) {}
+  // x > the mean of the central beta at the mean shape: upper form. Told by
+  // y = 1 - x, which doubles resolve next to x = 1 (1 - 2e-27).
+  BetaMixture(double x, double y, double a, double b, double mu)
+      : xd(x), ad(a), bd(b), mud(mu), survival(y < b / (a + mu + b)) {}
   void Evaluate(arb_ptr res, arb_srcptr x, arb_srcptr y, arb_srcptr a, arb_srcptr b, arb_srcptr mu,
                 slong prec) const {
     BetaTerms terms(ad, x, y, b);
@@ -748,7 +796,7 @@ QuarnFloat QuarnMP_g01gec(QuarnFloat x, QuarnFloat a, QuarnFloat b, QuarnFloat l
     return Evaluate(fail, "QuarnMP_g01gec", [&](arb_ptr r, slong prec) { BetaTail(r, ab, bb, xb, yb, false, prec); },
                     extra);
   }
-  BetaMixture mix(x.ToDouble(), a.ToDouble(), b.ToDouble(), Mid(mu));
+  BetaMixture mix(x.ToDouble(), Mid(yb), a.ToDouble(), b.ToDouble(), Mid(mu));
   if (!WithinLimit(fail, "QuarnMP_g01gec", Weights(mu, 0.0), max_iter,
                    [&] { return mix.PlanAt(xb, yb, bb, mu, PlanBits()); })) {
     return QuarnFloat(0.0);
@@ -791,7 +839,8 @@ QuarnFloat QuarnMP_g01gdc(QuarnFloat f, QuarnFloat df1, QuarnFloat df2, QuarnFlo
     }, extra);
   }
   const double xd = d1 * fd / (d1 * fd + d2);
-  BetaMixture mix(std::isfinite(xd) ? xd : 1.0, d1 / 2, d2 / 2, Mid(mu));
+  const double yd = d2 / (d1 * fd + d2);
+  BetaMixture mix(std::isfinite(xd) ? xd : 1.0, std::isfinite(yd) ? yd : 0.0, d1 / 2, d2 / 2, Mid(mu));
   {
     Ball x, y;
     arguments(x, y, PlanBits());
@@ -872,8 +921,11 @@ QuarnFloat QuarnMP_g01gbc(QuarnFloat t, QuarnFloat df, QuarnFloat delta, QuarnFl
       t_positive ? arb_add(r, r, half, prec) : arb_sub(r, half, r, prec);
     }, extra);
   }
-  // The upper form where x lies above the mean of the central beta.
-  const bool survival = xd > (0.5 + mud) / (0.5 + mud + bd);
+  // The upper form where x lies above the mean of the central beta (told
+  // by y = 1 - x, resolved next to x = 1).
+  double yd = dfd / (td * td + dfd);
+  if (!std::isfinite(yd)) yd = 0.0;
+  const bool survival = yd < bd / (0.5 + mud + bd);
   auto mixtures = [&](arb_srcptr x, arb_srcptr y, const std::function<void(const Mixture&, const Mixture&)>& use) {
     BetaTerms p_terms(0.5, x, y, b), q_terms(1.0, x, y, b);
     Weights p_weights(mu, 0.0), q_weights(mu, 0.5);

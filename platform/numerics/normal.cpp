@@ -1,5 +1,8 @@
 // The standard normal distribution: g01eac (tail probabilities) and g01fac
-// (deviates), through Arb's erfc, erf, erfcinv and erfinv, correctly rounded.
+// (deviates), through Arb's erfc and erf (and a continued fraction for erfc
+// in the deviate's last step, erfc_fraction.cpp), erfcinv and erfinv,
+// correctly rounded; and the tails and deviates at a location and scale,
+// rounded once.
 #include <arb_hypgeom.h>
 
 #include <algorithm>
@@ -10,9 +13,48 @@
 
 using namespace quarn::numerics;
 
-// Lower Phi(x) = erfc(-x / sqrt 2) / 2, upper Phi(-x), two-tail significance
-// erfc(|x| / sqrt 2), confidence erf(|x| / sqrt 2): each tail from the
-// function that keeps its relative accuracy.
+namespace {
+
+// The standard normal's tail at the ball z, a tail form of g01eac: lower
+// Phi(z) = erfc(-z / sqrt 2) / 2, upper Phi(-z), two-tail significance
+// erfc(|z| / sqrt 2), confidence erf(|z| / sqrt 2): each tail from the
+// function that keeps its relative accuracy. z should carry the bits its
+// condition costs (StandardTailBits).
+void StandardTail(arb_ptr r, Nag_TailProbability tail, arb_srcptr z, slong prec, slong arg_prec) {
+  Ball s;
+  arb_sqrt_ui(s, 2, arg_prec);
+  arb_div(s, z, s, arg_prec);  // z / sqrt 2
+  switch (tail) {
+    case Nag_LowerTail:
+      arb_neg(s, s);
+      arb_hypgeom_erfc(r, s, prec);
+      arb_mul_2exp_si(r, r, -1);
+      break;
+    case Nag_UpperTail:
+      arb_hypgeom_erfc(r, s, prec);
+      arb_mul_2exp_si(r, r, -1);
+      break;
+    case Nag_TwoTailSignif:
+      arb_abs(s, s);
+      arb_hypgeom_erfc(r, s, prec);
+      break;
+    default:
+      arb_abs(s, s);
+      arb_hypgeom_erf(r, s, prec);
+      break;
+  }
+}
+
+// erfc(t) has relative condition number about 2 t^2: t = z / sqrt 2 gets
+// the bits that costs, so that erfc at prec loses only its own few.
+slong StandardTailBits(double z) { return MagnitudeBits(z * z); }
+
+// Up to this |z| the tail, above 2^-(7.3e7), stays far inside the floats'
+// exponent range; beyond it the guard digits' route handles the underflow.
+constexpr double kNormalTailAtMax = 1e4;
+
+}  // namespace
+
 QuarnFloat QuarnMP_g01eac(Nag_TailProbability tail, QuarnFloat x, NagError* fail) {
   if (auto early = Screen(fail, Tails::kAll, tail, {{"x", x, Bound::kAny}})) return *early;
   if (IsQuarnFloatInfinity(x) || IsQuarnFloatNegativeInfinity(x)) {
@@ -26,32 +68,30 @@ QuarnFloat QuarnMP_g01eac(Nag_TailProbability tail, QuarnFloat x, NagError* fail
   }
   if (x == 0 && tail == Nag_TwoTailConfid) return Exact(fail, 0.0);
   Ball xb(x);
-  // erfc(t) has relative condition number about 2 t^2: t = x / sqrt 2 gets
-  // the bits that costs, so that erfc at prec loses only its own few.
-  const slong arg_bits = MagnitudeBits(x.ToDouble() * x.ToDouble());
+  const slong arg_bits = StandardTailBits(x.ToDouble());
   return Evaluate(fail, "QuarnMP_g01eac", [&](arb_ptr r, slong prec) {
-    Ball s;
-    arb_sqrt_ui(s, 2, prec + arg_bits);
-    arb_div(s, xb, s, prec + arg_bits);  // x / sqrt 2
-    switch (tail) {
-      case Nag_LowerTail:
-        arb_neg(s, s);
-        arb_hypgeom_erfc(r, s, prec);
-        arb_mul_2exp_si(r, r, -1);
-        break;
-      case Nag_UpperTail:
-        arb_hypgeom_erfc(r, s, prec);
-        arb_mul_2exp_si(r, r, -1);
-        break;
-      case Nag_TwoTailSignif:
-        arb_abs(s, s);
-        arb_hypgeom_erfc(r, s, prec);
-        break;
-      default:
-        arb_abs(s, s);
-        arb_hypgeom_erf(r, s, prec);
-        break;
-    }
+    StandardTail(r, tail, xb, prec, prec + arg_bits);
+  });
+}
+
+// The lower or upper tail at (x - mu) / sigma, taken exactly: z carries the
+// bits of its condition (about z^2), and the rounding loop narrows its ball
+// with the rest.
+bool QuarnMP_NormalTailAt(QuarnFloat* out, Nag_TailProbability tail, const QuarnFloat& x, const QuarnFloat& mu,
+                          const QuarnFloat& sigma) {
+  if (tail != Nag_LowerTail && tail != Nag_UpperTail) return false;
+  if (!mpfr_number_p(x.Mpfr()) || !mpfr_number_p(mu.Mpfr()) || !mpfr_number_p(sigma.Mpfr()) || !(sigma > 0)) {
+    return false;
+  }
+  const double zd = (x.ToDouble() - mu.ToDouble()) / sigma.ToDouble();
+  if (!(std::fabs(zd) <= kNormalTailAtMax)) return false;
+  ResetWork();
+  Ball xb(x), mub(mu), sigmab(sigma), z;
+  const slong arg_bits = StandardTailBits(zd) + 2;
+  return CorrectlyRounded(out, [&](arb_ptr r, slong prec) {
+    arb_sub(z, xb, mub, prec + arg_bits);
+    arb_div(z, z, sigmab, prec + arg_bits);
+    StandardTail(r, tail, z, prec, prec + arg_bits);
   });
 }
 
@@ -90,7 +130,11 @@ double DoubleHalfDeviate(double level, bool central) {
 void NewtonCorrection(arb_ptr rho, arb_srcptr y, arb_srcptr around, arb_srcptr level, bool central, slong prec,
                       slong slope_prec) {
   Ball e;
-  central ? arb_hypgeom_erf(rho, y, prec) : arb_hypgeom_erfc(rho, y, prec);
+  if (central) {
+    arb_hypgeom_erf(rho, y, prec);
+  } else if (!ErfcFraction(rho, y, prec)) {
+    arb_hypgeom_erfc(rho, y, prec);
+  }
   arb_sub(rho, rho, level, prec);
   arb_sqr(e, around, slope_prec);
   arb_exp(e, e, slope_prec);
@@ -107,18 +151,29 @@ void NewtonCorrection(arb_ptr rho, arb_srcptr y, arb_srcptr around, arb_srcptr l
 constexpr slong kStartBits = 44;
 constexpr slong kHalleyLossBits = 16;
 
-// |z| = sqrt 2 y correctly rounded to the working precision, signed: the
-// double start, Halley steps at rising precision (the correction's ball is
-// not tracked: the last step checks everything), and a last Newton step over
-// an interval Y around the iterate. When that step's image lies in Y, it
-// holds the only root in Y; its width is about the iterate's error times
-// 4 y times Y's radius. Returns false when the start is out of double range,
-// the image leaves Y, or the ball straddles a rounding boundary.
-bool FastDeviate(QuarnFloat* out, const SymmetricTarget& target, bool central) {
+// The most bits a location mu + sigma z may cancel for the fast path.
+constexpr slong kMaxCancelBits = 64;
+
+// The location and scale of a deviate mu + sigma z (none: z itself).
+struct Scale {
+  arb_srcptr mu = nullptr;
+  arb_srcptr sigma = nullptr;
+};
+
+// mu + sigma z for the signed z = +-sqrt 2 y, correctly rounded to the
+// working precision: the double start y0 (StartHalfDeviate), Halley steps
+// at rising precision (the correction's ball is not tracked: the last step
+// checks everything), and a last Newton step over an interval Y around the
+// iterate. When that step's image lies in Y, it holds the only root in Y;
+// its width is about the iterate's error times 4 y times Y's radius.
+// extra_bits are the bits the location loses to cancellation. Returns false
+// when the start is out of double range, the image leaves Y, or the ball
+// straddles a rounding boundary.
+bool FastDeviate(QuarnFloat* out, const SymmetricTarget& target, bool central, double y0, const Scale& scale = {},
+                 slong extra_bits = 0) {
   arb_srcptr level = central ? target.inner : target.outer;
-  const double y0 = DoubleHalfDeviate(arf_get_d(arb_midref(level), ARF_RND_NEAR), central);
   if (!std::isfinite(y0) || y0 == 0) return false;
-  const slong bits = TargetBits();
+  const slong bits = TargetBits() + extra_bits;
   const slong prec = bits + kFirstGuardBits;
   const slong y_bits = std::max<slong>(0, std::ilogb(y0) + 1);
   // The last step's ball is 2^(9 + 2 y_bits - 2 known) of y relatively;
@@ -147,9 +202,19 @@ bool FastDeviate(QuarnFloat* out, const SymmetricTarget& target, bool central) {
   arb_sqrt_ui(rho, 2, prec);
   arb_mul(t, t, rho, prec);
   if (target.sign < 0) arb_neg(t, t);
+  if (scale.sigma != nullptr) {
+    arb_mul(t, t, scale.sigma, prec);
+    arb_add(t, t, scale.mu, prec);
+  }
   bool unique = false;
   *out = quarn::floats::Compute([&](mpfr_ptr z) { unique = RoundUnique(z, t); });
   return unique;
+}
+
+// DoubleHalfDeviate at the target's level.
+double StartHalfDeviate(const SymmetricTarget& target, bool central) {
+  arb_srcptr level = central ? target.inner : target.outer;
+  return DoubleHalfDeviate(arf_get_d(arb_midref(level), ARF_RND_NEAR), central);
 }
 
 }  // namespace
@@ -167,7 +232,9 @@ QuarnFloat QuarnMP_g01fac(Nag_TailProbability tail, QuarnFloat p, NagError* fail
   if (target.zero) return Exact(fail, 0.0);
   const bool use_inner = arb_lt(target.inner, target.outer);
   QuarnFloat fast;
-  if (FastDeviate(&fast, target, use_inner)) return Finish(fail, "QuarnMP_g01fac", true, fast);
+  if (FastDeviate(&fast, target, use_inner, StartHalfDeviate(target, use_inner))) {
+    return Finish(fail, "QuarnMP_g01fac", true, fast);
+  }
   return Evaluate(fail, "QuarnMP_g01fac", [&](arb_ptr r, slong prec) {
     Ball s;
     if (use_inner) {
@@ -179,4 +246,25 @@ QuarnFloat QuarnMP_g01fac(Nag_TailProbability tail, QuarnFloat p, NagError* fail
     arb_mul(r, r, s, prec);
     if (target.sign < 0) arb_neg(r, r);
   });
+}
+
+// mu + sigma z taken exactly, from the fast path alone: its ball is rounded
+// once, and the bits that mu + sigma z cancels (estimated from the double
+// start, at most kMaxCancelBits) are added to the deviate's precision.
+bool QuarnMP_NormalDeviateAt(QuarnFloat* out, Nag_TailProbability tail, const QuarnFloat& p, const QuarnFloat& mu,
+                             const QuarnFloat& sigma) {
+  if (tail != Nag_LowerTail && tail != Nag_UpperTail) return false;
+  if (!(p > 0 && p < 1) || !mpfr_number_p(mu.Mpfr()) || !mpfr_number_p(sigma.Mpfr()) || !(sigma > 0)) return false;
+  SymmetricTarget target;
+  SetSymmetricTarget(&target, tail, p);
+  if (target.zero) return false;
+  const bool use_inner = arb_lt(target.inner, target.outer);
+  const double y0 = StartHalfDeviate(target, use_inner);
+  const double spread = std::fabs(sigma.ToDouble() * y0);
+  const double value = std::fabs(mu.ToDouble() + target.sign * std::sqrt(2.0) * sigma.ToDouble() * y0);
+  if (!std::isnormal(spread) || !std::isnormal(value)) return false;
+  const slong cancel = std::max<slong>(0, std::ilogb(spread) - std::ilogb(value) + 2);
+  if (cancel > kMaxCancelBits) return false;
+  Ball mub(mu), sigmab(sigma);
+  return FastDeviate(out, target, use_inner, y0, Scale{mub, sigmab}, cancel);
 }

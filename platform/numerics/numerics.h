@@ -35,8 +35,13 @@
 // whose search passes through astronomically small tails). Some values have
 // no method here and fail at once with the message without the work limit:
 // beta tails with both shapes above 1e15 next to the mean (F with both
-// degrees of freedom that large next to 1), and tails below the smallest
-// float (P(T <= -1e4) with 1e15 degrees of freedom).
+// degrees of freedom that large next to 1), tails below the smallest
+// float (P(T <= -1e4) with 1e15 degrees of freedom), and non-central series
+// whose first term's logarithm is not a finite double (a shape below the
+// smallest double), which the double-precision plan cannot place. A non-central
+// routine checks its iteration limit (the Poisson terms the working
+// precision needs on a side of the largest, from the non-centrality alone)
+// before anything else, so that a large non-centrality is refused at once.
 //
 // Tails: Nag_LowerTail P(X <= x), Nag_UpperTail P(X > x), and for the
 // symmetric distributions (normal, t) Nag_TwoTailSignif P(|X| >= |x|) and
@@ -202,6 +207,19 @@ QuarnFloat QuarnMP_ChiSquareDensity(QuarnFloat x, QuarnFloat df, NagError* fail)
 QuarnFloat QuarnMP_GammaDensity(QuarnFloat g, QuarnFloat a, QuarnFloat b, NagError* fail);
 QuarnFloat QuarnMP_BetaDensity(QuarnFloat x, QuarnFloat a, QuarnFloat b, NagError* fail);
 QuarnFloat QuarnMP_FDensity(QuarnFloat f, QuarnFloat df1, QuarnFloat df2, NagError* fail);
+
+// ------------------------------------------------- normal with mu and sigma
+// The lower or upper tail at x, and the deviate at the level p (0 < p < 1),
+// of the normal distribution with mean mu and standard deviation sigma > 0
+// (all finite), correctly rounded for the exact arguments. They return false
+// when they cannot decide (another tail form, an argument outside those
+// ranges, |x - mu| / sigma above 1e4, or for the deviate, a level the fast
+// double start does not reach or a rounding it cannot prove); the caller
+// then forms the standardisation or the location with guard digits.
+bool QuarnMP_NormalTailAt(QuarnFloat* out, Nag_TailProbability tail, const QuarnFloat& x, const QuarnFloat& mu,
+                          const QuarnFloat& sigma);
+bool QuarnMP_NormalDeviateAt(QuarnFloat* out, Nag_TailProbability tail, const QuarnFloat& p, const QuarnFloat& mu,
+                             const QuarnFloat& sigma);
 
 // ---------------------------------------------------------------- summaries
 

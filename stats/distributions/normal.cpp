@@ -1,11 +1,15 @@
 // The normal distribution (probabilities, deviates, density, variate), the
 // log-normal distribution built on it, and two fast normal approximations.
 //
-// The routines' values are correctly rounded for their argument; what they
-// are given is formed with guard digits (Guarded): the standardisation
-// (x - mu)/sigma, whose relative error a tail multiplies by about z^2, and
-// the location mu + sigma z, which may cancel. So every value is within an
-// ulp of the exact function at its inputs.
+// The normal's tails and deviates are first taken from the routines that
+// round once from the exact standardisation (x - mu)/sigma or location
+// mu + sigma z (QuarnMP_NormalTailAt, QuarnMP_NormalDeviateAt), correctly
+// rounded. Where those cannot decide, and for the density and the
+// log-normal, the routines' values are correctly rounded for their argument
+// and what they are given is formed with guard digits (Guarded): the
+// standardisation, whose relative error a tail multiplies by about z^2, and
+// the location, which may cancel. So every value is within an ulp of the
+// exact function at its inputs.
 #include <cmath>
 
 #include "platform/numerics/numerics.h"
@@ -35,9 +39,14 @@ QuarnFloat Standardize(Guard& g, const QuarnFloat& x, const QuarnFloat& mu, cons
   return z;
 }
 
-// The lower or upper tail at x (log x for the log-normal, log_x true).
+// The lower or upper tail at x (log x for the log-normal, log_x true). At
+// finite arguments the normal's tail is rounded once from the exact
+// standardisation, and only what that cannot decide is formed with guard
+// digits.
 QuarnFloat NormalTail(QKernel kv, Nag_TailProbability tail, const QuarnFloat& x, const QuarnFloat& mu,
                       const QuarnFloat& sigma, bool log_x) {
+  QuarnFloat direct;
+  if (!log_x && QuarnMP_NormalTailAt(&direct, tail, x, mu, sigma)) return direct;
   return Guarded(kv, [&](Guard& g) {
     QuarnFloat y = log_x ? log(x) : x;
     return StandardNormalTail(kv, tail, Standardize(g, y, mu, sigma, log_x, tail == kLowerTail ? -1 : 1));
@@ -57,14 +66,17 @@ QuarnFloat NormalValue(QKernel kv, Guard& g, const QuarnFloat& u, const QuarnFlo
   return g.Add(mu, sigma * z);
 }
 
-// The deviate with mu + sigma z formed with guard digits; for the standard
-// normal (0 + 1 z, exact) the routine's value is the result as it is.
+// The deviate: for the standard normal (0 + 1 z, exact) the routine's value
+// as it is; else mu + sigma z rounded once from the exact deviate where the
+// routine's fast path decides it, and formed with guard digits where not.
 QuarnFloat NormalDeviate(QKernel kv, const QuarnFloat& u, const QuarnFloat& mu, const QuarnFloat& sigma, bool upper,
                          const char* upper_entry) {
   if (mu == 0 && sigma == 1) {
     Guard exact;
     return NormalValue(kv, exact, u, mu, sigma, upper, upper_entry);
   }
+  QuarnFloat direct;
+  if (QuarnMP_NormalDeviateAt(&direct, upper ? kUpperTail : kLowerTail, u, mu, sigma)) return direct;
   return Guarded(kv, [&](Guard& g) { return NormalValue(kv, g, u, mu, sigma, upper, upper_entry); });
 }
 

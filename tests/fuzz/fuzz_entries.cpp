@@ -2,7 +2,7 @@
 //
 //   fuzz_entries [--calls N] [--seed S] [--jobs J] [--only TEXT]
 //                [--max-digits D] [--hang-seconds T] [--library PATH]
-//                [--slowest K]
+//                [--slowest K] [--trace 1]
 //
 // The entries are found in the library's dynamic symbol table (every
 // exported STATS_Quarn<Name>_MP and the regression entries STATS_g0..._MP),
@@ -30,7 +30,8 @@
 // calls from seed S + j (so --jobs 1 and the first process of any J make the
 // same calls); the exit status is 1 when any process had a finding or died.
 // --slowest K prints the K calls that took the most CPU time, with their
-// reproducers (where a round's time goes).
+// reproducers (where a round's time goes). --trace 1 prints every call
+// with what it gave (a result, or the error), to compare two builds.
 #include <elf.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -598,6 +599,7 @@ struct Options {
   long calls = 3000;
   int jobs = 1;
   int slowest = 0;
+  bool trace = false;
   std::string only;
   int max_digits = 1000;
   unsigned hang_seconds = 300;
@@ -612,6 +614,7 @@ Options ParseOptions(int argc, char** argv) {
     else if (k == "--seed") o.seed = std::stoull(v);
     else if (k == "--jobs") o.jobs = std::max(1, std::stoi(v));
     else if (k == "--slowest") o.slowest = std::max(0, std::stoi(v));
+    else if (k == "--trace") o.trace = v != "0";
     else if (k == "--only") o.only = v;
     else if (k == "--max-digits") o.max_digits = std::stoi(v);
     else if (k == "--hang-seconds") o.hang_seconds = static_cast<unsigned>(std::stoul(v));
@@ -757,10 +760,12 @@ int main(int argc, char** argv) {
     try {
       HostObject r = CallWith(e.procedure, args);
       ++returned;
+      if (opt.trace) std::printf("%s\n  = %.300s\n", repro.c_str(), host::Print(r).c_str());
       const std::string printed = WithoutStrings(host::Print(r));
       if (HasInternalText(printed)) findings.Add(e.name, "internal text in a result", printed);
     } catch (const shell::EntryError& err) {
       ++raised;
+      if (opt.trace) std::printf("%s\n  error %.300s\n", repro.c_str(), err.message().c_str());
       CheckMessage(&findings, e.name, err.entry(), err.message(), args);
     } catch (const host::Error& err) {
       // An error of an argument's own procedure outside any entry, which

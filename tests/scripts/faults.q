@@ -91,3 +91,15 @@ QuarnBinomialDeviate(0.999, 2^64, 1e-20);
 # A non-central t series of half a million terms at 2000 bits, widened round
 # after round, ran for minutes: the terms are charged to the work limit.
 Digits := 30: QuarnNonCentralStudentTProbability(-2^31, 1000000, 8.4348387290792957); Digits := 10:
+# Non-central series at extreme arguments walked 5e7 terms in doubles (up to
+# 11 s and 2.7 GB) before they gave up: a large non-centrality is refused by
+# the iteration limit at once; a tiny one is the central law; x far above the
+# mean has the lower tail 1; t = 1e-400000 has Phi(-delta).
+QuarnNonCentralChiSquareProbability(5, 3, 1e12);
+QuarnNonCentralChiSquareProbability(3e11, 7.5, 2.), QuarnNonCentralChiSquareProbability(1e400000, 7.5, 2.);
+QuarnNonCentralStudentTProbability(1e-400000, 0.5, 3), QuarnNormalProbability(-3, 0, 1);
+Digits := 40: evalb(QuarnNonCentralChiSquareProbability(0.3, 28/15, 1e-400000) = QuarnChiSquareProbability(0.3, 28/15));
+Digits := 60: evalb(QuarnNonCentralStudentTProbability(81, 1.604780085e-23, 0.5e-5000) = QuarnStudentTProbability(81, 1.604780085e-23)); Digits := 10:
+# Terms whose logs are near -3e18 are planned relative to the first (the
+# reference is from tools/gen_fault_refs.py).
+Digits := 30: QuarnNonCentralChiSquareProbability(520, 1.962696227e+17, 18); Digits := 10:
