@@ -106,3 +106,7 @@ Digits := 30: QuarnNonCentralChiSquareProbability(520, 1.962696227e+17, 18); Dig
 # A sample of sums of squared normals drew n ceil(nu) normals: 712 variates of
 # 3.7e6 degrees of freedom ran for 14 minutes (found by the fuzz driver, seed 2).
 QuarnNonCentralChiSquareRandomSample(712, 3657805.75, 5, -2^31);
+# Arb's upper incomplete gamma integrated for minutes at a shape of 6.4e17
+# far above its mean (a non-central chi-square variate of 1.28e18 degrees of
+# freedom probed there: found by the fuzz driver, seed 1); the lower tail is 1.
+QuarnChiSquareProbability(1.2766677906620416e+18, 1.276108209e+18);
