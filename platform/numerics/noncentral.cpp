@@ -374,10 +374,8 @@ Plan MakePlan(const Inner& in, double s0, const Weights& w, bool survival, slong
     const double margin = static_cast<double>(wp) * M_LN2 + 20.0 + std::log(static_cast<double>(n) + 10.0);
     const double a_next = a + in.LogUpD(s0 + static_cast<double>(n));
     // What is left beyond n: (C <= T, or S_n) times the sum of the A from
-    // n + 1 on. That bound is at least A(n + 1) times this B_n, so it is
-    // looked for (three log-gamma functions) only past the peak and once
-    // that product is itself within a nat of negligible.
-    if (n > peak && a_next + b < best - margin + 1.0) {
+    // n + 1 on; looked for only past the peak.
+    if (n > peak) {
       const double rest =
           (survival ? b : log_total) + LogRestAbove(in, s0 + static_cast<double>(n) + 1.0, a_next, a0);
       if (rest < best - margin && (!survival || static_cast<double>(n) + w.c() + 2.0 > w.mu())) break;
