@@ -16,6 +16,12 @@ them at Digits = 10.
   mixture of central lower tails, each by the lower incomplete gamma
   function's series z^a e^-z / Gamma(a + 1) sum z^n / ((a + 1)...(a + n)),
   summed in logs (the value is near 10^-1.4e18).
+
+  P(X > x) for chi-square with 1.276108209e18 degrees of freedom at
+  x = 1.2766677906620416e18, 3.5e5 standard deviations above the mean: the
+  density at x/2 times the integral of exp((a - 1) log(1 + u/z) - u) over
+  u > 0, by quadrature, in log form (the value is near 10^-2.7e10); the same
+  for the gamma of shape 1e18 at twice its mean.
 """
 import mpmath as mp
 
@@ -54,6 +60,19 @@ def noncentral_chi_square_far_below(x, k, lam):
     return f"{mp.nstr(mantissa, 30)}e{int(exponent)}"
 
 
+def upper_gamma_far_above(a, z, digits):
+    mp.mp.dps = 60
+    a, z = mp.mpf(a), mp.mpf(z)
+    scale = 1 / (1 - (a - 1) / z)  # the integrand falls like exp(-u / scale)
+    f = lambda u: mp.exp((a - 1) * mp.log1p(u / z) - u)
+    integral = mp.quad(f, [0] + [scale * k for k in (0.5, 1, 2, 4, 8, 16, 32, 64, 128, 256)])
+    log10 = ((a - 1) * mp.log(z) - z - mp.loggamma(a) + mp.log(integral)) / mp.log(10)
+    exponent = mp.floor(log10)
+    mantissa = mp.power(10, log10 - exponent)
+    mp.mp.dps = 40
+    return f"{mp.nstr(mantissa, digits)}e{int(exponent)}"
+
+
 rows = [
     ("QuarnFRatioDeviate(0.3, 2^64, 5)", 5 / chi_square_quantile(mp.mpf("0.7"), 5)),
     ("QuarnChiSquareProbability(1e15, 1e15)", lower_gamma_at_mean(mp.mpf(5) * 10**14)),
@@ -63,3 +82,7 @@ for call, value in rows:
     print(f"{call}\t{mp.nstr(value, 10)}")
 print("Digits := 30: QuarnNonCentralChiSquareProbability(520, 1.962696227e+17, 18)\t"
       + noncentral_chi_square_far_below(520, mp.mpf("1.962696227e17"), 18))
+print("Digits := 30: QuarnChiSquareUpperProbability(1.2766677906620416e+18, 1.276108209e+18)\t"
+      + upper_gamma_far_above(mp.mpf("1.276108209e18") / 2, mp.mpf("1.2766677906620416e18") / 2, 30))
+print("QuarnGammaUpperProbability(2e18, 1, 1e18)\t"
+      + upper_gamma_far_above(mp.mpf(10) ** 18, 2 * mp.mpf(10) ** 18, 10))

@@ -206,6 +206,52 @@ double GammaSeriesTerms(double a, double z, slong prec) {
   return a * (std::sqrt(l * l + 2.0 * need / a) - l) + 1.0;
 }
 
+// Shapes above which Arb's upper function is not used far above the mean:
+// there it returns balls of no accuracy at any precision and takes seconds
+// per call doing so (a = 6.4e17 with z - a = 2.4e13, 12 s at 1024 bits).
+constexpr double kArbUpperShapeMax = 1e13;
+
+// Q(a, z) for z > a + 1 from the exact expansion
+//   Gamma(a, z) = z^(a-1) e^-z (1 + (a-1)/z + (a-1)(a-2)/z^2 + ...),
+// summed while its terms are positive (all k < a - 1, which holds for the
+// shapes above kArbUpperShapeMax); the ratio (a - k - 1) / z of the terms
+// after t_k bounds the rest. Needs about prec ln 2 / ln(z / a) terms.
+void GammaUpperSeries(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec) {
+  const double ad = Mid(a), zd = Mid(z);
+  const slong wp = prec + 16;
+  // Prefactor z^a e^-z / Gamma(a + 1), times a / z.
+  Ball pre, t;
+  {
+    double size = std::fabs(ad * std::log(zd)) + zd + std::fabs(std::lgamma(ad + 1.0));
+    LogPoissonTerm(pre, a, z, PrefactorBits(wp, size));
+    arb_exp(pre, pre, wp);
+    arb_mul(pre, pre, a, wp);
+    arb_div(pre, pre, z, wp);
+  }
+  Ball s, d;
+  bool ok = SumPositiveSeries(
+      s,
+      [&](arb_ptr term, long k) {
+        arb_sub_ui(d, a, static_cast<ulong>(k), wp);
+        arb_mul(term, term, d, wp);
+        arb_div(term, term, z, wp);  // z is short when exact: cheaper than 1 / z
+      },
+      // Rounded up past the doubles' own rounding of a and z.
+      [&](long k) { return std::min(1.0, (ad - static_cast<double>(k) - 1.0) / zd * (1.0 + 1e-15)); }, wp);
+  if (!ok) {
+    arb_indeterminate(res);
+    return;
+  }
+  arb_mul(res, pre, s, prec);
+}
+
+// Whether GammaUpperSeries rather than Arb computes Q(a, z) for z > a + 1.
+bool UpperSeriesFits(double a, double z, slong prec) {
+  if (a <= kArbUpperShapeMax) return false;
+  const double terms = static_cast<double>(prec + 16) * M_LN2 / std::log1p((z - a) / a);
+  return terms <= static_cast<double>(kMaxTerms);
+}
+
 // Terms beyond which the series gives way to Arb's upper function near the
 // mean of a large shape (which Arb evaluates there fast, to within a few
 // bits of log2 a).
@@ -260,8 +306,12 @@ void GammaTail(arb_ptr res, arb_srcptr a, arb_srcptr z, bool upper, slong prec) 
       return;
     }
   }
-  ChargeWork(prec, 300);
-  arb_hypgeom_gamma_upper(res, a, z, 1, prec);
+  if (UpperSeriesFits(ad, zd, prec)) {
+    GammaUpperSeries(res, a, z, prec);
+  } else {
+    ChargeWork(prec, 300);
+    arb_hypgeom_gamma_upper(res, a, z, 1, prec);
+  }
   if (!upper) {
     arb_sub_si(res, res, 1, prec);
     arb_neg(res, res);
