@@ -335,12 +335,148 @@ double BetaSeriesTerms(double a, double b, double x, slong prec) {
   return peak + std::sqrt(peak * need) + need / -std::log(x);
 }
 
+// Bits beyond the sum's precision that each term of SumBetaSeries carries:
+// a few for the ball's own growth and log2 of the terms a long series adds
+// up (each rounded to a fraction 2^-guard of an ulp of the sum).
+constexpr slong kTermGuardBits = 16;
+
+// The lowest precision at which a term is computed: below a limb arb works
+// no faster.
+constexpr slong kTermMinBits = 64;
+
+// When a = m / 2^shift for an integer m below 2^32 and shift <= 16 (2.5,
+// 1.75, 3), sets *m and *shift and returns true: a + k is then the integer
+// m + k 2^shift over 2^shift, by which a term divides in linear time.
+bool ShortShape(arb_srcptr a, ulong* m, slong* shift) {
+  if (!arb_is_exact(a) || !arb_is_positive(a)) return false;
+  for (slong e = 0; e <= 16; ++e) {
+    if (arf_is_int_2exp_si(arb_midref(a), -e)) {
+      fmpz_t v;
+      fmpz_init(v);
+      arf_get_fmpz_fixed_si(v, arb_midref(a), -e);
+      const bool fits = fmpz_cmp_ui(v, 1UL << 32) < 0;
+      if (fits) *m = fmpz_get_ui(v);
+      fmpz_clear(v);
+      *shift = e;
+      return fits;
+    }
+  }
+  return false;
+}
+
+// s = sum_k (a+b)_k / (a+1)_k x^k at wp bits, with a rigorous bound on the
+// rest; false (s indeterminate) past kMaxTerms or the work limit.
+//
+// The term t_k = t_{k-1} x (a+b+k-1) / (a+k) is computed at the bits still
+// significant in the sum: wp + log2(t_k / s) + kTermGuardBits, so that a
+// series that converges geometrically costs, term for term, about a third
+// of what it costs at full precision. The factor x (a+b+k-1) is kept at wp
+// and grows by x from term to term (linear time), which leaves one long
+// multiplication and one division per term; the division is by a machine
+// word when a is short (2.5 + k = (5 + 2k) / 2).
+//
+// The ratio after t_k, r_k = x (a+b+k) / (a+1+k), moves monotonically
+// towards x, so the larger of r_k and x bounds every later ratio.
+bool SumBetaSeries(arb_ptr s, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong wp) {
+  const double ad = Mid(a), bd = Mid(b), xd = Mid(x);
+  ulong m = 0;
+  slong shift = 0;
+  const bool short_a = ShortShape(a, &m, &shift);
+  Ball t, factor, rounded, den;
+  arb_add(factor, a, b, wp);
+  arb_mul(factor, factor, x, wp);  // x (a+b+k-1) for k = 1
+  arb_one(s);
+  arb_one(t);
+  for (long k = 1; k <= kMaxTerms && ChargeWork(wp); ++k) {
+    if (k % 64 == 0) host::CheckInterrupt();
+    // t_k is within a few bits of t_{k-1} (the ratio is below 2 once the
+    // terms matter), which the guard covers.
+    const slong et = arf_abs_bound_lt_2exp_si(arb_midref(t.get()));
+    const slong es = arf_abs_bound_lt_2exp_si(arb_midref(s));
+    const slong tp = std::min(wp, std::max(kTermMinBits, wp + et - es + kTermGuardBits));
+    arb_set_round(rounded, factor, tp);
+    arb_mul(t, t, rounded, tp);
+    const ulong kk = static_cast<ulong>(k);
+    if (short_a && kk < (1UL << (40 - shift))) {
+      arb_mul_2exp_si(t, t, shift);
+      arb_div_ui(t, t, m + (kk << shift), tp);
+    } else {
+      arb_add_ui(den, a, kk, tp);
+      arb_div(t, t, den, tp);
+    }
+    arb_add(s, s, t, wp);
+    arb_add(factor, factor, x, wp);
+    const double kd = static_cast<double>(k);
+    const double r = std::max(xd * (ad + bd + kd) / (ad + 1.0 + kd), xd);
+    if (r < 1.0 - 1e-12 && TailSmall(t, r, s, wp)) return true;
+  }
+  arb_indeterminate(s);
+  return false;
+}
+
+// Terms the series of I_x(a, b) needs for prec bits at x <= 1/2, where its
+// ratio x (a+b+k) / (a+1+k) = x (1 + (b-1) / (a+1+k)) soon nears x: the
+// N with N log(1/x) = prec log 2 + (b-1) log(1 + N / (a+1)), by a few
+// steps of the fixed point iteration (an estimate of cost, not a bound).
+double TailSeriesTerms(double a, double b, double x, slong prec) {
+  const double need = static_cast<double>(prec) * M_LN2, decay = -std::log(x);
+  double n = need / decay;
+  for (int i = 0; i < 4; ++i) n = (need + std::max(0.0, b - 1.0) * std::log1p(n / (a + 1.0))) / decay;
+  return n;
+}
+
+// Parameters up to which the prefactor below takes gamma functions rather
+// than their logarithms: Arb's gamma function of a short rational (2.5, 6)
+// is a table look-up, while its logarithm costs a logarithm at full
+// precision; for long parameters the two cost about the same.
+constexpr double kGammaPrefactorMax = 1000.0;
+
+// x^a y^b / (a B(a, b)) = exp(a log x + b log y) Gamma(a+b) / (Gamma(a+1)
+// Gamma(b)), to relative accuracy about 2^-wp; with the caller's log B(a, b)
+// when it keeps one (B(a, b) = B(b, a): either orientation).
+void BetaSeriesPrefactor(arb_ptr pre, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, slong wp,
+                         CachedConstant* log_beta) {
+  const double ad = Mid(a), bd = Mid(b), xd = Mid(x);
+  const bool gammas = log_beta == nullptr && std::max(ad, bd) <= kGammaPrefactorMax;
+  double size = std::fabs(ad * std::log(xd)) + std::fabs(bd * std::log1p(-xd)) + 1.0;
+  if (!gammas) size += std::fabs(ad * std::log(ad + 1.0)) + std::fabs(bd * std::log(bd + 1.0));
+  const slong pp = PrefactorBits(wp, size);
+  Ball t;
+  arb_log(pre, x, pp);
+  arb_mul(pre, pre, a, pp);
+  arb_log(t, y, pp);
+  arb_mul(t, t, b, pp);
+  arb_add(pre, pre, t, pp);
+  if (gammas) {
+    arb_exp(pre, pre, wp);
+    arb_add(t, a, b, wp);
+    arb_hypgeom_gamma(t, t, wp);
+    arb_mul(pre, pre, t, wp);
+    arb_add_ui(t, a, 1, wp);
+    arb_hypgeom_gamma(t, t, wp);
+    arb_div(pre, pre, t, wp);
+    arb_hypgeom_gamma(t, b, wp);
+    arb_div(pre, pre, t, wp);
+    return;
+  }
+  arb_log(t, a, pp);
+  arb_sub(pre, pre, t, pp);
+  if (log_beta != nullptr) {
+    arb_sub(pre, pre, log_beta->At(pp), pp);
+  } else {
+    LogBeta(t, a, b, pp);
+    arb_sub(pre, pre, t, pp);
+  }
+  arb_exp(pre, pre, wp);
+}
+
 // I_x(a, b) by the series, in the orientation given; no choice made here.
 // When the series is too long to sum but its ratios stay below 1 (x below
 // the mean), the result is the enclosure between its first term and the
 // geometric bound: wide, but enough for a complement 1 - I_x that it cannot
 // move (far tails of huge shapes).
-void BetaSeriesCore(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, slong prec) {
+void BetaSeriesCore(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, slong prec,
+                    CachedConstant* log_beta = nullptr) {
   if (arb_is_zero(x)) {
     arb_zero(res);
     return;
@@ -353,22 +489,8 @@ void BetaSeriesCore(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_s
   }
   const slong wp = prec + 16;
   // Prefactor x^a y^b / (a B(a, b)).
-  Ball pre, t, u;
-  {
-    double size = std::fabs(ad * std::log(xd)) + std::fabs(bd * std::log1p(-xd)) +
-                  std::fabs(ad * std::log(ad + 1.0)) + std::fabs(bd * std::log(bd + 1.0)) + 1.0;
-    slong pp = PrefactorBits(wp, size);
-    arb_log(pre, x, pp);
-    arb_mul(pre, pre, a, pp);
-    arb_log(t, y, pp);
-    arb_mul(t, t, b, pp);
-    arb_add(pre, pre, t, pp);
-    arb_log(t, a, pp);
-    arb_sub(pre, pre, t, pp);
-    LogBeta(t, a, b, pp);
-    arb_sub(pre, pre, t, pp);
-    arb_exp(pre, pre, wp);
-  }
+  Ball pre, t;
+  BetaSeriesPrefactor(pre, a, b, x, y, wp, log_beta);
   if (too_long) {
     // Every ratio is at most r = max(x (a+b) / (a+1), x) < 1: the sum lies
     // in [1, 1 / (1 - r)].
@@ -388,28 +510,8 @@ void BetaSeriesCore(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_s
     arb_union(res, pre, bound, prec);
     return;
   }
-  // sum_k (a+b)_k / (a+1)_k x^k; the ratio after t_k is
-  // r_k = x (a+b+k) / (a+1+k), which moves monotonically towards x, so the
-  // larger of r_k and x bounds every later ratio.
-  Ball s, num, den;
-  arb_add(num, a, b, wp);
-  arb_add_ui(den, a, 1, wp);
-  bool ok = SumPositiveSeries(
-      s,
-      [&](arb_ptr term, long k) {
-        // t_k = t_{k-1} x (a+b+k-1) / (a+k)
-        arb_add_ui(u, num, static_cast<ulong>(k - 1), wp);
-        arb_mul(term, term, u, wp);
-        arb_mul(term, term, x, wp);
-        arb_add_ui(u, den, static_cast<ulong>(k - 1), wp);
-        arb_div(term, term, u, wp);
-      },
-      [&](long k) {
-        double kd = static_cast<double>(k);
-        return std::max(xd * (ad + bd + kd) / (ad + 1.0 + kd), xd);
-      },
-      wp);
-  if (!ok) {
+  Ball s;
+  if (!SumBetaSeries(s, a, b, x, wp)) {
     arb_indeterminate(res);
     return;
   }
@@ -491,9 +593,36 @@ void ArbBetaLower(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong p
   });
 }
 
+// Precision from which the series (at falling precision) computes I_x(a, b)
+// at x <= 1/2 faster than Arb's function (Digits 25 on); below it Arb's
+// function, at a precision of one or two limbs, is faster.
+constexpr slong kBetaSeriesBits = 90;
+
+// Precision from which Arb's function is faster again when both parameters
+// are short (2.5, 3.5, 4): its sum by rectangular splitting then multiplies
+// by exact short coefficients, and its gamma functions are table look-ups.
+constexpr slong kArbShortBetaBits = 1300;
+
+// Series beyond this many times prec terms (x near 1/2 with a large b)
+// are left to Arb's function.
+constexpr double kSeriesTermsPerBit = 2.0;
+
+// Whether the series rather than Arb's function computes I_x(a, b), x <= 1/2.
+bool SeriesBeatsArb(arb_srcptr a, arb_srcptr b, arb_srcptr x, slong prec) {
+  if (prec < kBetaSeriesBits) return false;
+  ulong m;
+  slong shift;
+  if (prec >= kArbShortBetaBits && ShortShape(a, &m, &shift) && ShortShape(b, &m, &shift)) return false;
+  return TailSeriesTerms(Mid(a), Mid(b), Mid(x), prec) <= kSeriesTermsPerBit * static_cast<double>(prec);
+}
+
 // I_x(a, b) by Arb where it is reliable, else by the series.
 void BetaLowerAny(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, arb_srcptr y, slong prec,
                   CachedConstant* log_beta) {
+  if (SeriesBeatsArb(a, b, x, prec)) {
+    BetaSeriesCore(res, a, b, x, y, prec, log_beta);
+    if (arb_is_finite(res)) return;
+  }
   if (ArbBetaReliable(Mid(a), Mid(b))) {
     // Charged as a few hundred series terms, about what it costs.
     ChargeWork(prec, 300);
