@@ -364,6 +364,126 @@ bool ShortShape(arb_srcptr a, ulong* m, slong* shift) {
   return false;
 }
 
+// Fraction bits beyond wp of the fixed-point sum below: its error bound
+// grows by a few units in the last place per term.
+constexpr slong kFixedGuardBits = 24;
+
+// Sums beyond 2^kFixedMaxBits (terms that grow far before they fall) are
+// left to the floating-point loop: the error bound is kept in doubles.
+constexpr slong kFixedMaxBits = 900;
+
+// d rounded away from zero by a relative 2^-40: covers the rounding of the
+// few double operations of each bound below.
+double Up(double d) { return d * (1.0 + 0x1p-40); }
+
+// The sum of SumBetaSeries in fixed point, for a = m / 2^shift short and b
+// exact: integers scaled by 2^w, w = wp + kFixedGuardBits, so that a term's
+// length falls with its size by itself and no operation carries an exponent
+// or a radius. t_k = t_{k-1} F_k / (a + k) where F_k = x (a+b+k-1) grows by
+// x from term to term; F_k is cut to the length of the term before the
+// product. The error e_k of T_k = t_k 2^w (in units 2^-w) is bounded by
+//   e_k <= (e_{k-1} F + (T + e_{k-1}) eF_k + T 2^(j-w) 2^w + 1) 2^shift / D_k + 1
+// with D_k = m + k 2^shift, eF_k the error of F_k and 2^j the part of F_k cut
+// off (T 2^j < 2^w). Returns false (s untouched) where it does not apply.
+bool SumBetaSeriesFixed(arb_ptr s, ulong m, slong shift, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong wp) {
+  if (!arb_is_exact(b)) return false;
+  const slong w = wp + kFixedGuardBits;
+  const double ad = Mid(a), bd = Mid(b);
+  double xu;  // an upper bound of x
+  {
+    arf_t u;
+    arf_init(u);
+    arb_get_ubound_arf(u, x, 53);
+    xu = Up(arf_get_d(u, ARF_RND_UP));
+    arf_clear(u);
+  }
+  // Errors of X = x 2^w and F_1 = x (a+b) 2^w, in units 2^-w: the radius
+  // of x scaled, and one unit for the cut to an integer.
+  auto units = [&](arb_srcptr v) {
+    mag_t r;
+    mag_init(r);
+    mag_mul_2exp_si(r, arb_radref(v), w);
+    const double d = mag_cmp_2exp_si(r, 1000) < 0 ? Up(mag_get_d(r)) + 1.0 : HUGE_VAL;
+    mag_clear(r);
+    return d;
+  };
+  fmpz_t X, F, T, P, S;
+  fmpz_init(X);
+  fmpz_init(F);
+  fmpz_init(T);
+  fmpz_init(P);
+  fmpz_init(S);
+  Ball fx;
+  arb_add(fx, a, b, ARF_PREC_EXACT);
+  arb_mul(fx, fx, x, w + 64);
+  arf_get_fmpz_fixed_si(X, arb_midref(x), -w);
+  arf_get_fmpz_fixed_si(F, arb_midref(fx.get()), -w);
+  const double ex = units(x);
+  const double ef1 = units(fx) + 1.0;
+  fmpz_one(T);
+  fmpz_mul_2exp(T, T, static_cast<ulong>(w));
+  fmpz_set(S, T);
+  double e = 0.0, e_sum = 0.0, rest = HUGE_VAL;
+  bool ok = std::isfinite(ex) && std::isfinite(ef1);
+  for (long k = 1; ok; ++k) {
+    if (k > kMaxTerms || !ChargeWork(wp)) {
+      ok = false;
+      break;
+    }
+    if (k % 64 == 0) host::CheckInterrupt();
+    const slong bits = static_cast<slong>(fmpz_bits(T));
+    if (bits > w + kFixedMaxBits) {
+      ok = false;
+      break;
+    }
+    // T / 2^w and F / 2^w as doubles rounded up.
+    slong te, fe;
+    const double tm = fmpz_get_d_2exp(&te, T), fm = fmpz_get_d_2exp(&fe, F);
+    const double td = Up(std::ldexp(tm, static_cast<int>(te - w))), fd = Up(std::ldexp(fm, static_cast<int>(fe - w)));
+    const slong j = std::max<slong>(0, w - bits);
+    fmpz_fdiv_q_2exp(P, F, static_cast<ulong>(j));
+    fmpz_mul(P, P, T);
+    fmpz_fdiv_q_2exp(P, P, static_cast<ulong>(w - j));
+    fmpz_mul_2exp(P, P, static_cast<ulong>(shift));
+    const ulong d = m + (static_cast<ulong>(k) << shift);
+    fmpz_fdiv_q_ui(T, P, d);
+    fmpz_add(S, S, T);
+    const double efk = ef1 + static_cast<double>(k - 1) * ex;
+    // The cut of F_k costs T 2^j / 2^w < 1 unit, the two floors one each;
+    // 1 more covers the bound's own underflow to 0 of tiny parts.
+    e = Up(Up(e * fd + Up((td + Up(std::ldexp(e, static_cast<int>(-w)))) * efk) + 2.0) *
+           std::ldexp(1.0, static_cast<int>(shift)) / static_cast<double>(d)) + 2.0;
+    e_sum = Up(e_sum + e);
+    fmpz_add(F, F, X);
+    // Every later ratio is at most r (as in SumBetaSeries, from above).
+    const double kd = static_cast<double>(k);
+    const double r = Up(std::max(xu * (ad + bd + kd) / (ad + 1.0 + kd), xu));
+    if (r < 1.0 - 1e-12) {
+      slong tn;
+      const double tnm = fmpz_get_d_2exp(&tn, T);
+      const double t_units = Up(std::ldexp(tnm, static_cast<int>(std::min<slong>(tn, 1000)))) + e;
+      rest = Up(t_units * r / (1.0 - r));
+      if (tn < 1000 && rest <= std::ldexp(1.0, kFixedGuardBits - 2)) break;
+    }
+  }
+  if (ok) {
+    arb_set_fmpz(s, S);
+    arb_mul_2exp_si(s, s, -w);
+    mag_t err;
+    mag_init(err);
+    mag_set_d(err, Up(e_sum + rest));
+    mag_mul_2exp_si(err, err, -w);
+    arb_add_error_mag(s, err);
+    mag_clear(err);
+  }
+  fmpz_clear(X);
+  fmpz_clear(F);
+  fmpz_clear(T);
+  fmpz_clear(P);
+  fmpz_clear(S);
+  return ok;
+}
+
 // s = sum_k (a+b)_k / (a+1)_k x^k at wp bits, with a rigorous bound on the
 // rest; false (s indeterminate) past kMaxTerms or the work limit.
 //
@@ -382,6 +502,7 @@ bool SumBetaSeries(arb_ptr s, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong wp
   ulong m = 0;
   slong shift = 0;
   const bool short_a = ShortShape(a, &m, &shift);
+  if (short_a && SumBetaSeriesFixed(s, m, shift, a, b, x, wp)) return true;
   Ball t, factor, rounded, den;
   arb_add(factor, a, b, wp);
   arb_mul(factor, factor, x, wp);  // x (a+b+k-1) for k = 1
@@ -605,7 +726,7 @@ constexpr slong kArbShortBetaBits = 1300;
 
 // Series beyond this many times prec terms (x near 1/2 with a large b)
 // are left to Arb's function.
-constexpr double kSeriesTermsPerBit = 2.0;
+constexpr double kSeriesTermsPerBit = 1.25;
 
 // Whether the series rather than Arb's function computes I_x(a, b), x <= 1/2.
 bool SeriesBeatsArb(arb_srcptr a, arb_srcptr b, arb_srcptr x, slong prec) {

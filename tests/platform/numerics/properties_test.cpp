@@ -553,6 +553,37 @@ TEST(Methods, GammaSeriesAgreesWithArb) {
   }
 }
 
+// The series at falling precision (in fixed point for a short a) against
+// mpmath (tools/gen_beta_series_refs.py): at x = p / q, a ball of radius
+// about 2^-bits, the result's ball must hold the reference and lose at most
+// a few bits, and the dispatcher's tail must agree.
+TEST(Methods, BetaSeriesBallHoldsTheReference) {
+  const auto rows = quarn::test::DataRows("beta_series.tsv");
+  ASSERT_EQ(rows.size(), 180u);
+  for (const auto& r : rows) {
+    SCOPED_TRACE(testing::Message() << r[0] << " bits a " << r[1] << " b " << r[2] << " x " << r[3] << "/" << r[4]);
+    const slong bits = std::stol(r[0]);
+    nm::ResetWork();
+    nm::Ball a, b, x, y, ref, s;
+    arb_set_d(a, std::strtod(r[1].c_str(), nullptr));
+    arb_set_d(b, std::strtod(r[2].c_str(), nullptr));
+    const long p = std::stol(r[3]), q = std::stol(r[4]);
+    fmpq_t v;
+    fmpq_init(v);
+    fmpq_set_si(v, p, static_cast<ulong>(q));
+    arb_set_fmpq(x, v, bits);
+    fmpq_set_si(v, q - p, static_cast<ulong>(q));
+    arb_set_fmpq(y, v, bits);
+    fmpq_clear(v);
+    arb_set_str(ref, r[5].c_str(), 2400);
+    nm::BetaLowerSeries(s, a, b, x, y, bits);
+    EXPECT_TRUE(arb_contains(s, ref));
+    EXPECT_GE(arb_rel_accuracy_bits(s), bits - 8);
+    nm::BetaTail(s, a, b, x, y, false, bits);
+    EXPECT_TRUE(arb_overlaps(s, ref));
+  }
+}
+
 // The deviate solver's double-precision tails against mpmath
 // (tools/gen_double_tails.py): where they accept a point, the log tail within
 // the error they claim for it (the solver's first phase trusts that claim) and
