@@ -484,6 +484,76 @@ bool SumBetaSeriesFixed(arb_ptr s, ulong m, slong shift, arb_srcptr a, arb_srcpt
   return ok;
 }
 
+// The sum of SumBetaSeries when a and b are both short (2, 4.5): its first
+// n terms by Arb's sum of hypergeometric terms with rational parameters,
+// which splits the sum into rectangles so that the long multiplications are
+// only those by powers of x, the rest by small integers (a fifth of the
+// term-by-term cost at 1800 bits). n is where the terms, followed in doubles,
+// fall 2^-(wp+8) below the largest; the rest after t_(n-1) is bounded as
+// in SumBetaSeries from t_(n-1) at kBoundBits, n doubled if that bound is
+// not small enough. Returns false (s indeterminate) past kMaxTerms or the
+// work limit.
+bool SumBetaSeriesRational(arb_ptr s, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong wp) {
+  const double ad = Mid(a), bd = Mid(b), xd = Mid(x);
+  double xu;  // an upper bound of x
+  {
+    arf_t u;
+    arf_init(u);
+    arb_get_ubound_arf(u, x, 53);
+    xu = Up(arf_get_d(u, ARF_RND_UP));
+    arf_clear(u);
+  }
+  auto ratio = [&](long k) {  // bounds t_(j+1) / t_j for every j >= k
+    const double kd = static_cast<double>(k);
+    return Up(std::max(xu * (ad + bd + kd) / (ad + 1.0 + kd), xu));
+  };
+  long n = 0;
+  {
+    const double target = static_cast<double>(wp + 8) * M_LN2;
+    double log_t = 0.0, log_max = 0.0;
+    for (long k = 1; n == 0; ++k) {
+      if (k > kMaxTerms) return false;
+      const double kd = static_cast<double>(k);
+      log_t += std::log(xd * (ad + bd + kd - 1.0) / (ad + kd));
+      log_max = std::max(log_max, log_t);
+      if (log_t < log_max - target && ratio(k) < 1.0) n = k + 1;
+    }
+  }
+  fmpq_t p, q;
+  fmpq_init(p);
+  fmpq_init(q);
+  arf_get_fmpq(p, arb_midref(a));
+  fmpq_add_si(q, p, 1);  // a + 1
+  fmpq_t bq;
+  fmpq_init(bq);
+  arf_get_fmpq(bq, arb_midref(b));
+  fmpq_add(p, p, bq);  // a + b
+  fmpq_clear(bq);
+  bool ok = false;
+  Ball t, u;
+  for (; n <= kMaxTerms && ChargeWork(wp, n); n *= 2) {
+    arb_hypgeom_sum_fmpq_arb(s, p, 1, q, 1, x, 0, n, wp);
+    // t_(n-1) = x^(n-1) (a+b)_(n-1) / (a+1)_(n-1)
+    const ulong last = static_cast<ulong>(n - 1);
+    arb_pow_ui(t, x, last, kBoundBits);
+    arb_set_fmpq(u, p, kBoundBits);
+    arb_hypgeom_rising_ui(u, u, last, kBoundBits);
+    arb_mul(t, t, u, kBoundBits);
+    arb_set_fmpq(u, q, kBoundBits);
+    arb_hypgeom_rising_ui(u, u, last, kBoundBits);
+    arb_div(t, t, u, kBoundBits);
+    const double r = ratio(n - 1);
+    if (r < 1.0 && TailSmall(t, r, s, wp)) {
+      ok = true;
+      break;
+    }
+  }
+  fmpq_clear(p);
+  fmpq_clear(q);
+  if (!ok) arb_indeterminate(s);
+  return ok;
+}
+
 // s = sum_k (a+b)_k / (a+1)_k x^k at wp bits, with a rigorous bound on the
 // rest; false (s indeterminate) past kMaxTerms or the work limit.
 //
@@ -502,7 +572,12 @@ bool SumBetaSeries(arb_ptr s, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong wp
   ulong m = 0;
   slong shift = 0;
   const bool short_a = ShortShape(a, &m, &shift);
-  if (short_a && SumBetaSeriesFixed(s, m, shift, a, b, x, wp)) return true;
+  if (short_a) {
+    ulong mb;
+    slong shift_b;
+    if (ShortShape(b, &mb, &shift_b)) return SumBetaSeriesRational(s, a, b, x, wp);
+    if (SumBetaSeriesFixed(s, m, shift, a, b, x, wp)) return true;
+  }
   Ball t, factor, rounded, den;
   arb_add(factor, a, b, wp);
   arb_mul(factor, factor, x, wp);  // x (a+b+k-1) for k = 1
@@ -719,11 +794,6 @@ void ArbBetaLower(arb_ptr res, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong p
 // function, at a precision of one or two limbs, is faster.
 constexpr slong kBetaSeriesBits = 90;
 
-// Precision from which Arb's function is faster again when both parameters
-// are short (2.5, 3.5, 4): its sum by rectangular splitting then multiplies
-// by exact short coefficients, and its gamma functions are table look-ups.
-constexpr slong kArbShortBetaBits = 1300;
-
 // Series beyond this many times prec terms (x near 1/2 with a large b)
 // are left to Arb's function.
 constexpr double kSeriesTermsPerBit = 1.25;
@@ -731,9 +801,6 @@ constexpr double kSeriesTermsPerBit = 1.25;
 // Whether the series rather than Arb's function computes I_x(a, b), x <= 1/2.
 bool SeriesBeatsArb(arb_srcptr a, arb_srcptr b, arb_srcptr x, slong prec) {
   if (prec < kBetaSeriesBits) return false;
-  ulong m;
-  slong shift;
-  if (prec >= kArbShortBetaBits && ShortShape(a, &m, &shift) && ShortShape(b, &m, &shift)) return false;
   return TailSeriesTerms(Mid(a), Mid(b), Mid(x), prec) <= kSeriesTermsPerBit * static_cast<double>(prec);
 }
 
