@@ -376,6 +376,23 @@ constexpr slong kFixedMaxBits = 900;
 // few double operations of each bound below.
 double Up(double d) { return d * (1.0 + 0x1p-40); }
 
+// An upper bound of the ball x as a double.
+double UpperBound(arb_srcptr x) {
+  arf_t u;
+  arf_init(u);
+  arb_get_ubound_arf(u, x, 53);
+  const double d = Up(arf_get_d(u, ARF_RND_UP));
+  arf_clear(u);
+  return d;
+}
+
+// A bound of every ratio t_(j+1) / t_j, j >= k, of the terms of
+// SumBetaSeries, from an upper bound xu of x (see there).
+double RatioBound(double xu, double a, double b, long k) {
+  const double kd = static_cast<double>(k);
+  return Up(std::max(xu * (a + b + kd) / (a + 1.0 + kd), xu));
+}
+
 // The sum of SumBetaSeries in fixed point, for a = m / 2^shift short and b
 // exact: integers scaled by 2^w, w = wp + kFixedGuardBits, so that a term's
 // length falls with its size by itself and no operation carries an exponent
@@ -389,14 +406,7 @@ bool SumBetaSeriesFixed(arb_ptr s, ulong m, slong shift, arb_srcptr a, arb_srcpt
   if (!arb_is_exact(b)) return false;
   const slong w = wp + kFixedGuardBits;
   const double ad = Mid(a), bd = Mid(b);
-  double xu;  // an upper bound of x
-  {
-    arf_t u;
-    arf_init(u);
-    arb_get_ubound_arf(u, x, 53);
-    xu = Up(arf_get_d(u, ARF_RND_UP));
-    arf_clear(u);
-  }
+  const double xu = UpperBound(x);
   // Errors of X = x 2^w and F_1 = x (a+b) 2^w, in units 2^-w: the radius
   // of x scaled, and one unit for the cut to an integer.
   auto units = [&](arb_srcptr v) {
@@ -455,9 +465,7 @@ bool SumBetaSeriesFixed(arb_ptr s, ulong m, slong shift, arb_srcptr a, arb_srcpt
            std::ldexp(1.0, static_cast<int>(shift)) / static_cast<double>(d)) + 2.0;
     e_sum = Up(e_sum + e);
     fmpz_add(F, F, X);
-    // Every later ratio is at most r (as in SumBetaSeries, from above).
-    const double kd = static_cast<double>(k);
-    const double r = Up(std::max(xu * (ad + bd + kd) / (ad + 1.0 + kd), xu));
+    const double r = RatioBound(xu, ad, bd, k);
     if (r < 1.0 - 1e-12) {
       slong tn;
       const double tnm = fmpz_get_d_2exp(&tn, T);
@@ -495,18 +503,7 @@ bool SumBetaSeriesFixed(arb_ptr s, ulong m, slong shift, arb_srcptr a, arb_srcpt
 // work limit.
 bool SumBetaSeriesRational(arb_ptr s, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong wp) {
   const double ad = Mid(a), bd = Mid(b), xd = Mid(x);
-  double xu;  // an upper bound of x
-  {
-    arf_t u;
-    arf_init(u);
-    arb_get_ubound_arf(u, x, 53);
-    xu = Up(arf_get_d(u, ARF_RND_UP));
-    arf_clear(u);
-  }
-  auto ratio = [&](long k) {  // bounds t_(j+1) / t_j for every j >= k
-    const double kd = static_cast<double>(k);
-    return Up(std::max(xu * (ad + bd + kd) / (ad + 1.0 + kd), xu));
-  };
+  const double xu = UpperBound(x);
   long n = 0;
   {
     const double target = static_cast<double>(wp + 8) * M_LN2;
@@ -516,7 +513,7 @@ bool SumBetaSeriesRational(arb_ptr s, arb_srcptr a, arb_srcptr b, arb_srcptr x, 
       const double kd = static_cast<double>(k);
       log_t += std::log(xd * (ad + bd + kd - 1.0) / (ad + kd));
       log_max = std::max(log_max, log_t);
-      if (log_t < log_max - target && ratio(k) < 1.0) n = k + 1;
+      if (log_t < log_max - target && RatioBound(xu, ad, bd, k) < 1.0) n = k + 1;
     }
   }
   fmpq_t p, q;
@@ -542,7 +539,7 @@ bool SumBetaSeriesRational(arb_ptr s, arb_srcptr a, arb_srcptr b, arb_srcptr x, 
     arb_set_fmpq(u, q, kBoundBits);
     arb_hypgeom_rising_ui(u, u, last, kBoundBits);
     arb_div(t, t, u, kBoundBits);
-    const double r = ratio(n - 1);
+    const double r = RatioBound(xu, ad, bd, n - 1);
     if (r < 1.0 && TailSmall(t, r, s, wp)) {
       ok = true;
       break;
@@ -567,8 +564,11 @@ bool SumBetaSeriesRational(arb_ptr s, arb_srcptr a, arb_srcptr b, arb_srcptr x, 
 //
 // The ratio after t_k, r_k = x (a+b+k) / (a+1+k), moves monotonically
 // towards x, so the larger of r_k and x bounds every later ratio.
+//
+// With a and b both short the sum is SumBetaSeriesRational's; with a short
+// and b exact, SumBetaSeriesFixed's; the loop here takes the rest.
 bool SumBetaSeries(arb_ptr s, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong wp) {
-  const double ad = Mid(a), bd = Mid(b), xd = Mid(x);
+  const double ad = Mid(a), bd = Mid(b), xu = UpperBound(x);
   ulong m = 0;
   slong shift = 0;
   const bool short_a = ShortShape(a, &m, &shift);
@@ -602,8 +602,7 @@ bool SumBetaSeries(arb_ptr s, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong wp
     }
     arb_add(s, s, t, wp);
     arb_add(factor, factor, x, wp);
-    const double kd = static_cast<double>(k);
-    const double r = std::max(xd * (ad + bd + kd) / (ad + 1.0 + kd), xd);
+    const double r = RatioBound(xu, ad, bd, k);
     if (r < 1.0 - 1e-12 && TailSmall(t, r, s, wp)) return true;
   }
   arb_indeterminate(s);
