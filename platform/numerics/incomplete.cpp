@@ -492,6 +492,11 @@ bool SumBetaSeriesFixed(arb_ptr s, ulong m, slong shift, arb_srcptr a, arb_srcpt
   return ok;
 }
 
+// Terms beyond which the rational sum below is not used: Arb's sum runs
+// without looking at the host's interrupt, which the loops of the other
+// forms do every 64 terms.
+constexpr long kRationalMaxTerms = 1L << 16;
+
 // The sum of SumBetaSeries when a and b are both short (2, 4.5): its first
 // n terms by Arb's sum of hypergeometric terms with rational parameters,
 // which splits the sum into rectangles so that the long multiplications are
@@ -499,8 +504,8 @@ bool SumBetaSeriesFixed(arb_ptr s, ulong m, slong shift, arb_srcptr a, arb_srcpt
 // term-by-term cost at 1800 bits). n is where the terms, followed in doubles,
 // fall 2^-(wp+8) below the largest; the rest after t_(n-1) is bounded as
 // in SumBetaSeries from t_(n-1) at kBoundBits, n doubled if that bound is
-// not small enough. Returns false (s indeterminate) past kMaxTerms or the
-// work limit.
+// not small enough. Returns false (s indeterminate) for a sum longer than
+// kRationalMaxTerms or past the work limit.
 bool SumBetaSeriesRational(arb_ptr s, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong wp) {
   const double ad = Mid(a), bd = Mid(b), xd = Mid(x);
   const double xu = UpperBound(x);
@@ -509,7 +514,7 @@ bool SumBetaSeriesRational(arb_ptr s, arb_srcptr a, arb_srcptr b, arb_srcptr x, 
     const double target = static_cast<double>(wp + 8) * M_LN2;
     double log_t = 0.0, log_max = 0.0;
     for (long k = 1; n == 0; ++k) {
-      if (k > kMaxTerms) return false;
+      if (k > kRationalMaxTerms) return false;
       const double kd = static_cast<double>(k);
       log_t += std::log(xd * (ad + bd + kd - 1.0) / (ad + kd));
       log_max = std::max(log_max, log_t);
@@ -528,7 +533,7 @@ bool SumBetaSeriesRational(arb_ptr s, arb_srcptr a, arb_srcptr b, arb_srcptr x, 
   fmpq_clear(bq);
   bool ok = false;
   Ball t, u;
-  for (; n <= kMaxTerms && ChargeWork(wp, n); n *= 2) {
+  for (; n <= 4 * kRationalMaxTerms && ChargeWork(wp, n); n *= 2) {
     arb_hypgeom_sum_fmpq_arb(s, p, 1, q, 1, x, 0, n, wp);
     // t_(n-1) = x^(n-1) (a+b)_(n-1) / (a+1)_(n-1)
     const ulong last = static_cast<ulong>(n - 1);
@@ -575,7 +580,7 @@ bool SumBetaSeries(arb_ptr s, arb_srcptr a, arb_srcptr b, arb_srcptr x, slong wp
   if (short_a) {
     ulong mb;
     slong shift_b;
-    if (ShortShape(b, &mb, &shift_b)) return SumBetaSeriesRational(s, a, b, x, wp);
+    if (ShortShape(b, &mb, &shift_b) && SumBetaSeriesRational(s, a, b, x, wp)) return true;
     if (SumBetaSeriesFixed(s, m, shift, a, b, x, wp)) return true;
   }
   Ball t, factor, rounded, den;
