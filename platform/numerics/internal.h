@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "platform/float/quarnfloat.h"
+#include "platform/host/function_ref.h"
 #include "platform/numerics/mp_errors.h"
 #include "platform/numerics/nag.h"
 
@@ -137,7 +138,7 @@ bool RoundUnique(mpfr_ptr out, arb_srcptr x);
 
 // Evaluates a real function to a ball at a precision, given as
 // eval(result, prec).
-using BallFunction = std::function<void(arb_ptr, slong)>;
+using BallFunction = FunctionRef<void(arb_ptr, slong)>;
 
 // The value of eval correctly rounded to the working precision (Ziv):
 // evaluates at TargetBits() + kFirstGuardBits + extra_bits, and raises the
