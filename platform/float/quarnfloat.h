@@ -181,11 +181,27 @@ inline constexpr RightOp kDiv{mpfr_div_d, mpfr_div_si, mpfr_div_ui};
 inline constexpr LeftOp kSubFrom{mpfr_d_sub, mpfr_si_sub, mpfr_ui_sub};
 inline constexpr LeftOp kDivInto{mpfr_d_div, mpfr_si_div, mpfr_ui_div};
 
+// A double that is a nonzero integer of magnitude at most 2^53, as a long:
+// MPFR's functions of a long then give the same correctly rounded result as
+// its functions of a double (the same exact operand) without first making a
+// number of it, which is most of their cost at low precision. Zero keeps the
+// double functions, for the sign of -0.
+inline bool SmallInteger(double v, long* n) {
+  if (v == 0.0 || !(std::fabs(v) <= 9007199254740992.0) || std::trunc(v) != v) return false;
+  *n = static_cast<long>(v);
+  return true;
+}
+
 template <Scalar T>
 inline QuarnFloat Right(const RightOp& op, const QuarnFloat& x, T v) {
   return Compute([&](mpfr_ptr z) {
+    long n;
     if constexpr (Real<T>) {
-      op.with_double(z, x.Mpfr(), static_cast<double>(v), MPFR_RNDN);
+      if (SmallInteger(static_cast<double>(v), &n)) {
+        op.with_long(z, x.Mpfr(), n, MPFR_RNDN);
+      } else {
+        op.with_double(z, x.Mpfr(), static_cast<double>(v), MPFR_RNDN);
+      }
     } else if constexpr (std::is_signed_v<T>) {
       op.with_long(z, x.Mpfr(), static_cast<long>(v), MPFR_RNDN);
     } else {
@@ -196,8 +212,13 @@ inline QuarnFloat Right(const RightOp& op, const QuarnFloat& x, T v) {
 template <Scalar T>
 inline QuarnFloat Left(const LeftOp& op, T v, const QuarnFloat& x) {
   return Compute([&](mpfr_ptr z) {
+    long n;
     if constexpr (Real<T>) {
-      op.with_double(z, static_cast<double>(v), x.Mpfr(), MPFR_RNDN);
+      if (SmallInteger(static_cast<double>(v), &n)) {
+        op.with_long(z, n, x.Mpfr(), MPFR_RNDN);
+      } else {
+        op.with_double(z, static_cast<double>(v), x.Mpfr(), MPFR_RNDN);
+      }
     } else if constexpr (std::is_signed_v<T>) {
       op.with_long(z, static_cast<long>(v), x.Mpfr(), MPFR_RNDN);
     } else {
@@ -210,7 +231,13 @@ inline QuarnFloat Left(const LeftOp& op, T v, const QuarnFloat& x) {
 template <Scalar T>
 inline int CompareScalar(mpfr_srcptr x, T v) {
   if constexpr (Real<T>) {
-    return mpfr_cmp_d(x, static_cast<double>(v));
+    // A finite double is m 2^e with m an integer of 53 bits: compared as
+    // such, without making a number of it.
+    const double d = static_cast<double>(v);
+    if (!std::isfinite(d)) return mpfr_cmp_d(x, d);
+    int e;
+    const double f = std::frexp(d, &e);
+    return mpfr_cmp_si_2exp(x, static_cast<long>(std::ldexp(f, 53)), e - 53);
   } else if constexpr (std::is_signed_v<T>) {
     return mpfr_cmp_si(x, static_cast<long>(v));
   } else {

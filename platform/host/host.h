@@ -10,6 +10,7 @@
 #include <exception>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/host/quarnc.h"
@@ -129,7 +130,7 @@ bool IsZero(HostObject h);
 // tan, arctan, exp, ln, sqrt, ...) to floats; digits 0 means Digits.
 HostObject Evalf(HostObject h, long digits = 0);
 // The known numeric functions, evaluated on an MPFR number in place.
-bool EvalfFunction(const std::string& name, mpfr_ptr x);
+bool EvalfFunction(std::string_view name, mpfr_ptr x);
 
 // --------------------------------------------------------------- names
 HostObject Name(const std::string& text);

@@ -28,8 +28,10 @@ class ScopedPrecision {
 
 using Mpfr1 = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
 
-const std::map<std::string, Mpfr1>& KnownFunctions() {
-  static const auto* functions = new std::map<std::string, Mpfr1>{
+// Looked up by any string type (std::less<>), so that a C string is not
+// copied into a std::string for every evaluation.
+const std::map<std::string, Mpfr1, std::less<>>& KnownFunctions() {
+  static const auto* functions = new std::map<std::string, Mpfr1, std::less<>>{
       {"sin", RoundedSin},     {"cos", RoundedCos},     {"tan", RoundedTan},       {"arcsin", mpfr_asin},
       {"arccos", mpfr_acos},   {"arctan", RoundedAtan},   {"sinh", mpfr_sinh},     {"cosh", mpfr_cosh},
       {"tanh", mpfr_tanh},     {"exp", RoundedExp},     {"ln", RoundedLog},      {"log", RoundedLog},
@@ -92,6 +94,18 @@ HostObject EvalfCall(HostObject f) {
   return MakeFunction(fname, args);
 }
 
+// Pi at the working precision: one float per precision, made when first
+// asked for (floats are immutable, so every evaluation shares it). The
+// variable is in this library's static data, which the collector scans.
+HostObject WorkingPi() {
+  static HostObject pi = nullptr;
+  if (pi == nullptr || FloatDigits(pi) != WorkingDigits() || mpfr_get_prec(FloatMpfr(pi)) != WorkingBits()) {
+    pi = NewWorkingFloat();
+    mpfr_const_pi(FloatMpfr(pi), MPFR_RNDN);
+  }
+  return pi;
+}
+
 HostObject EvalfAt(HostObject h) {
   if (h == nullptr) return h;
   if (IsExact(h)) return FloatFunction(mpfr_set, h);
@@ -105,11 +119,7 @@ HostObject EvalfAt(HostObject h) {
       // QuarnEval follows the chain of names and raises on a cycle.
       if (IsAssigned(h)) return EvalfAt(QuarnEval(Kernel(), h));
       std::string name = NameText(h);
-      if (name == "Pi") {
-        HostObject r = NewWorkingFloat();
-        mpfr_const_pi(FloatMpfr(r), MPFR_RNDN);
-        return r;
-      }
+      if (name == "Pi") return WorkingPi();
       if (name == "undefined") return FloatUndefined();
       if (name == "infinity") return FloatInfinity(1);
       if (name == "I") return MakeComplex(MakeFloat(0.0), MakeFloat(1.0));
@@ -152,7 +162,7 @@ HostObject Evalf(HostObject h, long digits) {
   return EvalfAt(h);
 }
 
-bool EvalfFunction(const std::string& name, mpfr_ptr x) {
+bool EvalfFunction(std::string_view name, mpfr_ptr x) {
   auto it = KnownFunctions().find(name);
   if (it == KnownFunctions().end()) return false;
   it->second(x, x, MPFR_RNDN);

@@ -35,9 +35,8 @@ QuarnFloat GammaDeviate(NagError* fail, const char* routine, const QuarnFloat& p
   complement ? OneMinusExact(q, pb) : arb_set(q, pb);
   const double ad = arf_get_d(arb_midref(a), ARF_RND_NEAR);
   const double lgamma_a = std::fabs(std::lgamma(ad));
-  TailProblem pb_;
   // z = e^w enters the tail with an elasticity up to about a + z.
-  pb_.tail = [&](arb_ptr res, arb_srcptr w, slong prec) {
+  auto tail = [&](arb_ptr res, arb_srcptr w, slong prec) {
     Ball z;
     double wd = arf_get_d(arb_midref(w), ARF_RND_NEAR);
     arb_exp(z, w, prec + MagnitudeBits(ad + std::exp(std::min(wd, 700.0))));
@@ -47,7 +46,7 @@ QuarnFloat GammaDeviate(NagError* fail, const char* routine, const QuarnFloat& p
   // larger than it.
   CachedConstant log_gamma_a([&](arb_ptr res, slong prec) { arb_hypgeom_lgamma(res, a, prec); },
                               SolverConstantBits());
-  pb_.log_density = [&](arb_ptr res, arb_srcptr w, slong prec) {
+  auto log_density = [&](arb_ptr res, arb_srcptr w, slong prec) {
     double wd = arf_get_d(arb_midref(w), ARF_RND_NEAR);
     slong wp = prec + MagnitudeBits(ad * std::fabs(wd) + std::exp(std::min(wd, 700.0)) + lgamma_a) + 8;
     Ball t;
@@ -57,20 +56,25 @@ QuarnFloat GammaDeviate(NagError* fail, const char* routine, const QuarnFloat& p
     arb_sub(res, res, log_gamma_a.At(wp), wp);
   };
   // d/dw (a w - e^w) = a - e^w.
-  pb_.log_density_slope = [&](arb_ptr res, arb_srcptr w, slong prec) {
+  auto log_density_slope = [&](arb_ptr res, arb_srcptr w, slong prec) {
     arb_exp(res, w, prec);
     arb_sub(res, a, res, prec);
   };
-  pb_.result = [&](arb_ptr res, arb_srcptr w, slong prec) {
+  auto result = [&](arb_ptr res, arb_srcptr w, slong prec) {
     arb_exp(res, w, prec);
     arb_mul(res, res, scale, prec);
   };
-  pb_.double_point = [&](double w, LogTail* tail, double* log_density, double* slope) {
-    return GammaLogDouble(ad, w, upper, tail, log_density, slope);
+  auto double_point = [&](double w, LogTail* t, double* ld, double* slope) {
+    return GammaLogDouble(ad, w, upper, t, ld, slope);
   };
-  pb_.direction = upper ? -1 : 1;
-  pb_.target = q;
-  pb_.start = GammaStart(ad, q, upper);
+  const TailProblem pb_{.tail = tail,
+                        .log_density = log_density,
+                        .log_density_slope = log_density_slope,
+                        .result = result,
+                        .direction = upper ? -1 : 1,
+                        .target = q,
+                        .start = GammaStart(ad, q, upper),
+                        .double_point = double_point};
   QuarnFloat v;
   bool ok = SolveTail(&v, pb_);
   return Finish(fail, routine, ok, v);

@@ -161,24 +161,38 @@ struct Sums {
   }
 };
 
+// *out = v, unless the caller passed no place for it.
+void Set(QuarnFloat* out, const QuarnFloat& v) {
+  if (out != nullptr) *out = v;
+}
+
 bool Outputs(const Mass& f, long k, QuarnFloat* plek, QuarnFloat* pgtk, QuarnFloat* peqk) {
   const Side side = ChooseSide(f, k);
   Sums sums(f, k, side.upper);
   Sums* s = &sums;  // one pointer for each evaluation to hold
+  QuarnFloat* complement = side.upper ? plek : pgtk;
+  QuarnFloat* direct = side.upper ? pgtk : plek;
   // The complement first: its sum, at the higher precision, serves the
-  // direct tail too.
-  bool ok = CorrectlyRounded(side.upper ? plek : pgtk, [s](arb_ptr r, slong prec) {
-    s->SumTo(prec);
-    Complement(r, s->direct, prec);
-  }, side.extra_bits);
-  ok = CorrectlyRounded(side.upper ? pgtk : plek, [s](arb_ptr r, slong prec) {
-    s->SumTo(prec);
-    arb_set_round(r, s->direct, prec);
-  }) && ok;
-  ok = CorrectlyRounded(peqk, [s](arb_ptr r, slong prec) {
-    s->MassTo(prec);
-    arb_set_round(r, s->mass, prec);
-  }) && ok;
+  // direct tail too. Outputs the caller did not ask for (null) are skipped.
+  bool ok = true;
+  if (complement != nullptr) {
+    ok = CorrectlyRounded(complement, [s](arb_ptr r, slong prec) {
+      s->SumTo(prec);
+      Complement(r, s->direct, prec);
+    }, side.extra_bits);
+  }
+  if (direct != nullptr) {
+    ok = CorrectlyRounded(direct, [s](arb_ptr r, slong prec) {
+      s->SumTo(prec);
+      arb_set_round(r, s->direct, prec);
+    }) && ok;
+  }
+  if (peqk != nullptr) {
+    ok = CorrectlyRounded(peqk, [s](arb_ptr r, slong prec) {
+      s->MassTo(prec);
+      arb_set_round(r, s->mass, prec);
+    }) && ok;
+  }
   return ok;
 }
 
@@ -186,9 +200,9 @@ bool Outputs(const Mass& f, long k, QuarnFloat* plek, QuarnFloat* pgtk, QuarnFlo
 bool OutsideSupport(const Mass& f, long k, QuarnFloat* plek, QuarnFloat* pgtk, QuarnFloat* peqk) {
   if (k >= f.lo && k <= f.hi) return false;
   const bool below = k < f.lo;
-  *plek = QuarnFloat(below ? 0.0 : 1.0);
-  *pgtk = QuarnFloat(below ? 1.0 : 0.0);
-  *peqk = QuarnFloat(0.0);
+  Set(plek, QuarnFloat(below ? 0.0 : 1.0));
+  Set(pgtk, QuarnFloat(below ? 1.0 : 0.0));
+  Set(peqk, QuarnFloat(0.0));
   return true;
 }
 
@@ -247,7 +261,11 @@ bool CheckVariance(NagError* fail, double variance) {
   return false;
 }
 
-void SetAll(QuarnFloat* a, QuarnFloat* b, QuarnFloat* c, const QuarnFloat& v) { *a = *b = *c = v; }
+void SetAll(QuarnFloat* a, QuarnFloat* b, QuarnFloat* c, const QuarnFloat& v) {
+  Set(a, v);
+  Set(b, v);
+  Set(c, v);
+}
 
 // Populations up to this size are summed exactly, in integers: faster than
 // the walk on balls, and exact before the one rounding.
@@ -306,9 +324,9 @@ void HypergeometricExact(const Mass& f, long n, long l, long m, long k, QuarnFlo
     fmpz_add(tail, tail, term);
   }
   fmpz_sub(factor, total, tail);  // the other tail
-  *(upper ? pgtk : plek) = Quotient(tail, total);
-  *(upper ? plek : pgtk) = Quotient(factor, total);
-  *peqk = Quotient(at_k, total);
+  Set(upper ? pgtk : plek, Quotient(tail, total));
+  Set(upper ? plek : pgtk, Quotient(factor, total));
+  Set(peqk, Quotient(at_k, total));
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ namespace {
 // (its target p or the exact 1 - p): the lower tail of Beta(a, b) at w, or
 // that of Beta(b, a) at -w. result(w) maps the logit to the deviate.
 bool BetaDeviate(QuarnFloat* out, const QuarnFloat& p, arb_srcptr a, arb_srcptr b,
-                 const std::function<void(arb_ptr, arb_srcptr w, slong prec)>& result, bool upper_tail = false) {
+                 PointFunction result, bool upper_tail = false) {
   Ball pb(p), q;
   const bool complement = p > 0.5;
   complement ? OneMinusExact(q, pb) : arb_set(q, pb);

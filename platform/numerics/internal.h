@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "platform/float/quarnfloat.h"
+#include "platform/host/function_ref.h"
 #include "platform/numerics/mp_errors.h"
 #include "platform/numerics/nag.h"
 
@@ -137,7 +138,7 @@ bool RoundUnique(mpfr_ptr out, arb_srcptr x);
 
 // Evaluates a real function to a ball at a precision, given as
 // eval(result, prec).
-using BallFunction = std::function<void(arb_ptr, slong)>;
+using BallFunction = FunctionRef<void(arb_ptr, slong)>;
 
 // The value of eval correctly rounded to the working precision (Ziv):
 // evaluates at TargetBits() + kFirstGuardBits + extra_bits, and raises the
@@ -221,18 +222,23 @@ bool BetaLogitDouble(double a, double b, double w, LogTail* tail, double* log_de
 // (a w - e^w - log Gamma(a)) and its slope, in double precision.
 bool GammaLogDouble(double a, double w, bool upper, LogTail* tail, double* log_density, double* slope);
 
+// A function of w to a ball at prec, as the solver below calls it.
+using PointFunction = FunctionRef<void(arb_ptr, arb_srcptr w, slong prec)>;
+
 // A continuous distribution seen through a variable w in which its density
 // is log-concave on the whole real line (log y for gamma, logit x for beta),
 // so that Newton's method on the log of a tail converges from any start.
+// The functions are references: the callables must outlive the problem
+// (named lambdas of the scope that solves it).
 struct TailProblem {
   // The tail at w (increasing in w when direction > 0), to a ball.
-  std::function<void(arb_ptr, arb_srcptr w, slong prec)> tail;
+  PointFunction tail;
   // The log of the density of w at w.
-  std::function<void(arb_ptr, arb_srcptr w, slong prec)> log_density;
+  PointFunction log_density;
   // Its derivative in w (for Halley's steps and the second-order enclosure).
-  std::function<void(arb_ptr, arb_srcptr w, slong prec)> log_density_slope;
+  PointFunction log_density_slope;
   // The deviate the caller returns, as a function of w.
-  std::function<void(arb_ptr, arb_srcptr w, slong prec)> result;
+  PointFunction result;
   int direction = 1;
   // The target tail probability (exact, positive) and a starting w.
   arb_srcptr target = nullptr;
@@ -240,7 +246,7 @@ struct TailProblem {
   // Optional: the tail, the log density and its slope at w in double
   // precision, for the first phase (false where it declines; the first phase
   // then evaluates the functions above at 64 bits).
-  std::function<bool(double w, LogTail* tail, double* log_density, double* slope)> double_point;
+  std::optional<FunctionRef<bool(double w, LogTail* tail, double* log_density, double* slope)>> double_point;
 };
 
 // Solves tail(w) = target and returns result(w) correctly rounded to the
@@ -268,8 +274,7 @@ double BetaLogitStart(double a, double b, arb_srcptr q);
 // Solves the lower tail of Beta(a, b) at w = logit x equal to q, returning
 // result(w) rounded; the beta, F and t deviates all reduce to this. The
 // start is BetaLogitStart's unless the caller gives a finite one.
-bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
-                    const std::function<void(arb_ptr, arb_srcptr w, slong prec)>& result,
+bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q, PointFunction result,
                     double start = std::numeric_limits<double>::quiet_NaN());
 
 // ------------------------------------------------------------ Durbin-Watson

@@ -65,7 +65,7 @@ bool TailAccurate(arb_ptr t, const TailProblem& pb, arb_srcptr w, slong prec, sl
 // phase 1: in double precision where the problem offers that, else on balls
 // at 64 bits. False when the tail cannot be evaluated.
 bool PointAt(const TailProblem& pb, double w, LogTail* tail, double* log_density, double* density_slope) {
-  if (pb.double_point && pb.double_point(w, tail, log_density, density_slope)) return true;
+  if (pb.double_point && (*pb.double_point)(w, tail, log_density, density_slope)) return true;
   Ball wb, t, ld;
   arb_set_d(wb, w);
   if (!TailAccurate(t, pb, wb, 64, 40)) return false;
@@ -243,15 +243,17 @@ bool SolveTail(QuarnFloat* out, const TailProblem& pb) {
   // Phase 3: the second-order interval step; the enclosure must round to a
   // single float.
   slong p = want + wbits + 16;
-  Ball x, n1, n2, e, image;
+  Ball x, n1, n2, e, image, slope_w;
   bool ok = false, restepped = false;
   *out = floats::Compute([&](mpfr_ptr z) {
     for (int round = 0; round < 12 && !ok && ChargeWork(p); ++round) {
       host::CheckInterrupt();
       mag_zero(arb_radref(w.get()));
       if (!Residual(h, pb, w, p, wbits)) break;
-      Slope(d, pb, w, 64);
-      arb_div(delta, h, d, 64);
+      // h'(w) at p: the correction below needs it to 64 bits, N2 to p - g
+      // + 32 (one evaluation serves both where g >= 32).
+      Slope(slope_w, pb, w, p);
+      arb_div(delta, h, slope_w, 64);
       // X = w +- (2 |delta| + 2^-(p - wbits)).
       mag_t r;
       mag_init(r);
@@ -288,8 +290,12 @@ bool SolveTail(QuarnFloat* out, const TailProblem& pb) {
         arb_mul(e, e, l1, low);
         arb_mul_2exp_si(e, e, -1);
         arb_add(e, e, h, p);
-        Slope(d, pb, w, std::max<slong>(64, p - g + 32));
-        arb_div(e, e, d, p);
+        if (g >= 32) {
+          arb_div(e, e, slope_w, p);
+        } else {
+          Slope(d, pb, w, std::max<slong>(64, p - g + 32));
+          arb_div(e, e, d, p);
+        }
         arb_sub(n2, w, e, p);
         // Both enclose the root, so they meet.
         if (!arb_intersection(n2, n1, n2, p)) break;
@@ -454,19 +460,18 @@ double BetaLogitStart(double a, double b, arb_srcptr q) {
 
 // ------------------------------------------------------------- beta logit
 
-bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
-                    const std::function<void(arb_ptr, arb_srcptr w, slong prec)>& result, double start) {
+bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q, PointFunction result,
+                    double start) {
   const double ad = Mid(a), bd = Mid(b);
-  TailProblem pb;
   // log B(a, b), for the density of w and the tail.
   CachedConstant log_beta([&](arb_ptr res, slong prec) { LogBeta(res, a, b, prec); }, SolverConstantBits());
-  pb.tail = [&](arb_ptr res, arb_srcptr w, slong prec) {
+  auto tail = [&](arb_ptr res, arb_srcptr w, slong prec) {
     Ball x, y;
     LogitInverse(x, y, w, prec + MagnitudeBits(ad + bd) + 8);
     BetaTail(res, a, b, x, y, false, prec, &log_beta);
   };
   // log density of w: a log x + b log y - log B(a, b).
-  pb.log_density = [&](arb_ptr res, arb_srcptr w, slong prec) {
+  auto log_density = [&](arb_ptr res, arb_srcptr w, slong prec) {
     double wd = std::fabs(Mid(w));
     slong wp = prec + MagnitudeBits((ad + bd) * (wd + 1.0) + std::fabs(std::lgamma(ad)) + std::fabs(std::lgamma(bd)));
     // a log(1 + e^-w) + b log(1 + e^w) = (a + b) L + (b w or -a w) for
@@ -483,7 +488,7 @@ bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
     arb_neg(res, res);
   };
   // d/dw (a log x + b log y) = a y - b x.
-  pb.log_density_slope = [&](arb_ptr res, arb_srcptr w, slong prec) {
+  auto log_density_slope = [&](arb_ptr res, arb_srcptr w, slong prec) {
     slong wp = prec + MagnitudeBits(ad + bd);
     Ball x, y;
     LogitInverse(x, y, w, wp);
@@ -491,13 +496,17 @@ bool SolveBetaLogit(QuarnFloat* out, arb_srcptr a, arb_srcptr b, arb_srcptr q,
     arb_submul(y, x, b, wp);
     arb_set_round(res, y, prec);
   };
-  pb.double_point = [&](double w, LogTail* tail, double* log_density, double* slope) {
-    return BetaLogitDouble(ad, bd, w, tail, log_density, slope);
+  auto double_point = [&](double w, LogTail* t, double* ld, double* slope) {
+    return BetaLogitDouble(ad, bd, w, t, ld, slope);
   };
-  pb.result = result;
-  pb.direction = 1;
-  pb.target = q;
-  pb.start = std::isfinite(start) ? start : BetaLogitStart(ad, bd, q);
+  const TailProblem pb{.tail = tail,
+                       .log_density = log_density,
+                       .log_density_slope = log_density_slope,
+                       .result = result,
+                       .direction = 1,
+                       .target = q,
+                       .start = std::isfinite(start) ? start : BetaLogitStart(ad, bd, q),
+                       .double_point = double_point};
   return SolveTail(out, pb);
 }
 

@@ -564,6 +564,9 @@ void SeriesSum(arb_ptr res, const Inner& in, arb_srcptr s0, double s0d, const We
 // weights with the central terms, in about as many steps unless the
 // central terms decay slowly).
 constexpr long kManyTerms = 100000000;
+// The largest iteration limit the statistics entries pass (the bound of their
+// host variable): beyond it, advising a higher limit would not help.
+constexpr long kLargestIterationLimit = 1000000;
 
 long PoissonSpread(const Weights& w, slong bits) {
   const double drop = static_cast<double>(bits) * M_LN2;
@@ -610,10 +613,16 @@ bool WithinLimit(NagError* fail, const char* routine, const Weights& w, long max
                std::to_string(kMaxTerms) + " terms that any of its series may have.");
       return false;
     }
-    Fail(fail, NE_TOO_MANY_ITER,
-         std::string(routine) + " needs " + std::to_string(spread) + " terms on a side of its Poisson sum at Digits = " +
-             digits + ", more than max_iter = " + std::to_string(max_iter) +
-             "; raise the iteration limit (the host variable _EnvStatisticsIterations).");
+    std::string text = std::string(routine) + " needs " + std::to_string(spread) +
+                       " terms on a side of its Poisson sum at Digits = " + digits +
+                       ", more than max_iter = " + std::to_string(max_iter);
+    if (spread > kLargestIterationLimit) {
+      text += " and more than the largest value the iteration limit (the host variable _EnvStatisticsIterations) may "
+              "take, " + std::to_string(kLargestIterationLimit) + ".";
+    } else {
+      text += "; raise the iteration limit (the host variable _EnvStatisticsIterations).";
+    }
+    Fail(fail, NE_TOO_MANY_ITER, text);
     return false;
   }
   const Plan p = plan();

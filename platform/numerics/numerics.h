@@ -105,7 +105,9 @@ QuarnFloat QuarnMP_g01efc(Nag_TailProbability tail, QuarnFloat g, QuarnFloat a, 
 // ------------------------------------------------- discrete distributions
 // Each gives *plek = P(X <= k), *pgtk = P(X > k) and *peqk = P(X = k), each
 // correctly rounded (the tail beyond k on the side away from the mean is
-// summed directly, the other is its complement). For k outside the support
+// summed directly, the other is its complement). pgtk and peqk may be null
+// when the caller has no use for them; they are then not computed (plek must
+// be given). For k outside the support
 // the three are the exact 0 and 1 of that k (the double-precision original
 // refuses k < 0 and k beyond the support instead); every other argument is
 // checked. The variance may be up to 10^9 (the original stops at 10^6,

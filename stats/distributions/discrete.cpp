@@ -28,15 +28,15 @@ using _HypergeometricProbabilityAdapter = ProbabilityAdapter<&STATS_Hypergeometr
 using _NegativeBinomialProbabilityAdapter = ProbabilityAdapter<&STATS_NegativeBinomialProbability_MP, long, QuarnFloat>;
 using _PoissonProbabilityAdapter = ProbabilityAdapter<&STATS_PoissonProbability_MP, QuarnFloat>;
 
-// P(X <= k) of a discrete routine, whose other two outputs are dropped;
-// its messages in the entry's names (renames).
+// P(X <= k) of a discrete routine, which is not asked for its other two
+// outputs; its messages in the entry's names (renames).
 template <class Routine>
 QuarnFloat LowerTail(QKernel kv, Routine&& routine, std::initializer_list<ArgumentName> renames) {
   return CallRoutine(
       kv,
       [&](NagError* e) {
-        QuarnFloat lower = 0.0, upper = 0.0, equal = 0.0;
-        routine(&lower, &upper, &equal, e);
+        QuarnFloat lower = 0.0;
+        routine(&lower, nullptr, nullptr, e);
         return lower;
       },
       renames);

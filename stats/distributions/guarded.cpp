@@ -67,7 +67,7 @@ QuarnFloat Guard::Add(const QuarnFloat& a, const QuarnFloat& b) {
   return sum;
 }
 
-QuarnFloat Guarded(QKernel kv, const std::function<QuarnFloat(Guard&)>& formula) {
+QuarnFloat Guarded(QKernel kv, quarn::FunctionRef<QuarnFloat(Guard&)> formula) {
   const long digits = QuarnDigits();
   long extra = kFirstGuardDigits;
   QuarnFloat previous;

@@ -9,6 +9,7 @@
 #include <tuple>
 
 #include "platform/float/quarnfloat.h"
+#include "platform/host/function_ref.h"
 #include "platform/host/quarnc.h"
 #include "platform/numerics/nag.h"
 #include "stats/frame/adapters.h"
@@ -130,7 +131,7 @@ class Guard {
 
 // formula(guard) evaluated at raised Digits and rounded to the working
 // precision. Digits is restored on every path, a host error included.
-QuarnFloat Guarded(QKernel kv, const std::function<QuarnFloat(Guard&)>& formula);
+QuarnFloat Guarded(QKernel kv, quarn::FunctionRef<QuarnFloat(Guard&)> formula);
 
 // ---------------------------------------------------------------- ziggurats
 // Standard normal and standard exponential variates by 256-layer ziggurats

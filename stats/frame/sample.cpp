@@ -237,7 +237,7 @@ HostObject GetOutputVector(QKernel kv, HostObject arg) {
   return CreateResultVector(kv, SampleLength(kv, arg));
 }
 
-void FillOutputVector(QKernel kv, HostObject out, const std::function<QuarnFloat()>& next) {
+void FillOutputVector(QKernel kv, HostObject out, quarn::FunctionRef<QuarnFloat()> next) {
   const size_t n = RTableNumElements(kv, out);
   auto* floats = static_cast<QuarnFloat*>(RTableDataBlock(kv, out));
   for (size_t k = 0; k < n; ++k) floats[k] = next();

@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "platform/float/quarnfloat.h"
+#include "platform/host/function_ref.h"
 #include "platform/host/quarnc.h"
 #include "stats/frame/frame.h"
 
@@ -89,7 +90,7 @@ HostObject CreateResultVector(QKernel kv, long n, int data_type = RTABLE_DAG);
 HostObject GetOutputVector(QKernel kv, HostObject arg);
 // Assigns next() to every element of an rtable from GetOutputVector, in
 // storage order.
-void FillOutputVector(QKernel kv, HostObject out, const std::function<QuarnFloat()>& next);
+void FillOutputVector(QKernel kv, HostObject out, quarn::FunctionRef<QuarnFloat()> next);
 
 // Number of elements of an rtable's first dimension.
 size_t RTableSize(QKernel kv, HostObject rt);

@@ -247,6 +247,27 @@ TEST(QuarnFloat, MixedOperandsOnEitherSide) {
   EXPECT_EQ(FloatToInt(QuarnFloat(2) * (big - 1) / 2), big - 1);
 }
 
+// A double that is an integer goes to MPFR's functions of a long: each
+// result must be the one of the double made a float, to the sign of zero.
+TEST(QuarnFloat, IntegerDoublesGiveTheResultsOfTheirFloats) {
+  ScopedDigits d(20);
+  const double vs[] = {-0.0, 0.0, 1.0, -3.0, 9007199254740992.0, -9007199254740994.0, 0.75, HUGE_VAL};
+  const QuarnFloat xs[] = {QuarnFloat(-0.0), QuarnFloat(0.0), QuarnFloat(1) / 3, QuarnFloat(-7), 1 / QuarnFloat(0.0)};
+  auto same = [](const QuarnFloat& a, const QuarnFloat& b) {
+    return (mpfr_nan_p(a.Mpfr()) && mpfr_nan_p(b.Mpfr())) ||
+           (mpfr_equal_p(a.Mpfr(), b.Mpfr()) && mpfr_signbit(a.Mpfr()) == mpfr_signbit(b.Mpfr()));
+  };
+  for (const QuarnFloat& x : xs) {
+    for (double v : vs) {
+      const QuarnFloat f(v);
+      SCOPED_TRACE(x.ToDouble());
+      SCOPED_TRACE(v);
+      EXPECT_TRUE(same(x + v, x + f) && same(v + x, f + x) && same(x - v, x - f) && same(v - x, f - x));
+      EXPECT_TRUE(same(x * v, x * f) && same(v * x, f * x) && same(x / v, x / f) && same(v / x, f / x));
+    }
+  }
+}
+
 // Floats are values: compound assignment rebinds the handle and leaves every
 // other holder of the old float as it was.
 TEST(QuarnFloat, CompoundAssignmentRebinds) {
