@@ -386,6 +386,35 @@ class BinomialMass : public Mass {
 };
 
 // Mean lambda.
+// RepeatedParameters objects alive, and the e^-lambda kept while one is.
+int g_repeated_depth = 0;
+struct KeptExp {
+  Ball lambda, value;
+  slong prec = 0;  // 0: nothing kept
+};
+KeptExp& Kept() {
+  static KeptExp* kept = new KeptExp;  // one per process, never freed
+  return *kept;
+}
+
+// e^-lambda at prec (a quarter of a Poisson probability at Digits 500).
+// Within a RepeatedParameters scope the last value computed is kept and
+// serves any precision up to its own.
+void ExpOfMinus(arb_ptr res, arb_srcptr lambda, slong prec) {
+  KeptExp& kept = Kept();
+  if (g_repeated_depth > 0 && kept.prec >= prec && arb_equal(kept.lambda, lambda)) {
+    arb_set_round(res, kept.value, prec);
+    return;
+  }
+  arb_neg(res, lambda);
+  arb_exp(res, res, prec);
+  if (g_repeated_depth > 0) {
+    arb_set(kept.lambda, lambda);
+    arb_set(kept.value, res);
+    kept.prec = prec;
+  }
+}
+
 class PoissonMass : public Mass {
  public:
   PoissonMass(const QuarnFloat& lambda, long k) : lambda_(lambda) {
@@ -412,8 +441,7 @@ class PoissonMass : public Mass {
     Ball t;
     const slong wp = prec + 2 * MagnitudeBits(static_cast<double>(j)) + 10;
     arb_pow_ui(res, lambda_, static_cast<ulong>(j), wp);
-    arb_neg(t, lambda_);
-    arb_exp(t, t, wp);
+    ExpOfMinus(t, lambda_, wp);
     arb_mul(res, res, t, wp);
     arb_fac_ui(t, static_cast<ulong>(j), wp);
     arb_div(res, res, t, prec);
@@ -475,6 +503,12 @@ class HypergeometricMass : public Mass {
 };
 
 }  // namespace
+
+quarn::numerics::RepeatedParameters::RepeatedParameters() { ++g_repeated_depth; }
+
+quarn::numerics::RepeatedParameters::~RepeatedParameters() {
+  if (--g_repeated_depth == 0) Kept().prec = 0;
+}
 
 void QuarnMP_g01bjc(long n, QuarnFloat p, long k, QuarnFloat* plek, QuarnFloat* pgtk, QuarnFloat* peqk,
                     NagError* fail) {

@@ -100,6 +100,20 @@ void LogBeta(arb_ptr res, arb_srcptr a, arb_srcptr b, slong prec) {
 
 // ------------------------------------------------------------------ gamma
 
+namespace {
+
+// z^a e^-z / Gamma(a + 1) at wp, the prefactor of both series of the
+// incomplete gamma function, from its log taken with the bits its terms'
+// cancellation needs.
+void PoissonPrefactor(arb_ptr pre, arb_srcptr a, arb_srcptr z, slong wp) {
+  const double ad = Mid(a), zd = Mid(z);
+  double size = std::fabs(ad * std::log(zd)) + zd + std::fabs(std::lgamma(ad + 1.0));
+  LogPoissonTerm(pre, a, z, PrefactorBits(wp, size));
+  arb_exp(pre, pre, wp);
+}
+
+}  // namespace
+
 void GammaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec) {
   if (arb_is_zero(z)) {
     arb_zero(res);
@@ -107,13 +121,8 @@ void GammaLowerSeries(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec) {
   }
   const double ad = Mid(a), zd = Mid(z);
   const slong wp = prec + 16;
-  // Prefactor z^a e^-z / Gamma(a + 1).
-  Ball pre, t;
-  {
-    double size = std::fabs(ad * std::log(zd)) + zd + std::fabs(std::lgamma(ad + 1.0));
-    LogPoissonTerm(pre, a, z, PrefactorBits(wp, size));
-    arb_exp(pre, pre, wp);
-  }
+  Ball pre;
+  PoissonPrefactor(pre, a, z, wp);
   // sum_k z^k / (a+1)_k: the ratio z / (a + k + 1) after t_k falls with k.
   Ball s, d;
   bool ok = SumPositiveSeries(
@@ -219,15 +228,11 @@ constexpr double kArbUpperShapeMax = 1e13;
 void GammaUpperSeries(arb_ptr res, arb_srcptr a, arb_srcptr z, slong prec) {
   const double ad = Mid(a), zd = Mid(z);
   const slong wp = prec + 16;
-  // Prefactor z^a e^-z / Gamma(a + 1), times a / z.
-  Ball pre, t;
-  {
-    double size = std::fabs(ad * std::log(zd)) + zd + std::fabs(std::lgamma(ad + 1.0));
-    LogPoissonTerm(pre, a, z, PrefactorBits(wp, size));
-    arb_exp(pre, pre, wp);
-    arb_mul(pre, pre, a, wp);
-    arb_div(pre, pre, z, wp);
-  }
+  // The prefactor times a / z.
+  Ball pre;
+  PoissonPrefactor(pre, a, z, wp);
+  arb_mul(pre, pre, a, wp);
+  arb_div(pre, pre, z, wp);
   Ball s, d;
   bool ok = SumPositiveSeries(
       s,

@@ -70,6 +70,19 @@ class SharedWorkLimit {
   SharedWorkLimit& operator=(const SharedWorkLimit&) = delete;
 };
 
+// While one is alive (the outermost counts), the discrete routines keep the
+// values that depend on their parameters alone (e^-lambda of the Poisson)
+// from one call to the next: a deviate's search asks for the probabilities
+// of many k at the same parameters. They are dropped when the outermost
+// ends, so that calls outside any such scope compute everything afresh.
+class RepeatedParameters {
+ public:
+  RepeatedParameters();
+  ~RepeatedParameters();
+  RepeatedParameters(const RepeatedParameters&) = delete;
+  RepeatedParameters& operator=(const RepeatedParameters&) = delete;
+};
+
 }  // namespace quarn::numerics
 
 // ----------------------------------------------------------- probabilities

@@ -206,6 +206,7 @@ long STATS_PoissonDeviate_MP(QKernel kv, QuarnFloat u, QuarnFloat lambda) {
   long start = FloatToInt(floor(lambda));
   if (start == 0) start = 1;
   _PoissonProbabilityAdapter f(kv, lambda);
+  quarn::numerics::RepeatedParameters same_lambda;  // e^-lambda once for the search
   return quarnstats::DiscreteInterpolationHybridLeft(kv, u, &f, QuarnFloat(0.0), QuarnFloat(1.0), 0, start,
                                                      quarnstats::IterationLimit(kv));
 }
