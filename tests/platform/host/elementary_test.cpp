@@ -187,6 +187,19 @@ TEST(HostElementary, ExactResultsAndTiesMatchMpfr) {
   }
 }
 
+// exp of an integer at high precision goes through a power of e: both signs,
+// the largest power taken that way and the first beyond it, below and above
+// the precision where that path starts.
+TEST(HostElementary, ExpOfIntegersMatchesMpfr) {
+  for (mpfr_prec_t bits : {200, 256, 700, 1700}) {
+    Num x(64);
+    for (long n : {1L, -1L, 3L, 40L, -40L, 1000L, -65536L, 65536L, 65537L}) {
+      mpfr_set_si(x.v, n, MPFR_RNDN);
+      EXPECT_TRUE(AgreeUnary(RoundedExp, mpfr_exp, x.v, bits)) << "n = " << n << " at " << bits << " bits";
+    }
+  }
+}
+
 // Arguments where the function loses relative accuracy: tan and cos next to
 // pi/2, sin next to pi, log next to 1, a few ulps of the argument away.
 TEST(HostElementary, ArgumentsNearZerosAndPolesMatchMpfr) {
