@@ -385,7 +385,6 @@ class BinomialMass : public Mass {
   mutable CachedConstant inverse_odds_{[this](arb_ptr r, slong prec) { arb_div(r, q_, p_, prec); }};
 };
 
-// Mean lambda.
 // RepeatedParameters objects alive, and the e^-lambda kept while one is.
 int g_repeated_depth = 0;
 struct KeptExp {
@@ -415,6 +414,7 @@ void ExpOfMinus(arb_ptr res, arb_srcptr lambda, slong prec) {
   }
 }
 
+// Mean lambda.
 class PoissonMass : public Mass {
  public:
   PoissonMass(const QuarnFloat& lambda, long k) : lambda_(lambda) {

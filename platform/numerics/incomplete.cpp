@@ -54,8 +54,8 @@ bool TailSmall(arb_srcptr t, double r, arb_ptr s, slong prec) {
 // (not yet below 1 is fine: summing goes on). Stops once the rest is below
 // 2^-wp of s, adding that bound to s; false (s indeterminate) past kMaxTerms
 // or once the routine's work limit is spent.
-bool SumPositiveSeries(arb_ptr s, const std::function<void(arb_ptr t, long k)>& next,
-                       const std::function<double(long k)>& ratio, slong wp) {
+bool SumPositiveSeries(arb_ptr s, FunctionRef<void(arb_ptr t, long k)> next,
+                       FunctionRef<double(long k)> ratio, slong wp) {
   Ball t;
   arb_one(s);
   arb_one(t);

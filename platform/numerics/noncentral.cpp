@@ -666,7 +666,7 @@ struct Mixture {
 // or T (1 - F(s0)) + sum A S subtracted from T (the upper form). tail_at_s0
 // gives 1 - F(s0).
 void MixtureLower(arb_ptr res, const Mixture& m, arb_srcptr s0,
-                  const std::function<void(arb_ptr, slong)>& tail_at_s0, slong prec) {
+                  BallFunction tail_at_s0, slong prec) {
   if (!m.survival) {
     SeriesSum(res, *m.inner, s0, m.s0d, *m.weights, false, prec);
     return;
@@ -681,7 +681,7 @@ void MixtureLower(arb_ptr res, const Mixture& m, arb_srcptr s0,
 
 // Also the upper sum sum_j w_j (1 - F(s0 + j)) directly, for Student's t.
 void MixtureUpper(arb_ptr res, const Mixture& m, arb_srcptr s0,
-                  const std::function<void(arb_ptr, slong)>& tail_at_s0, slong prec) {
+                  BallFunction tail_at_s0, slong prec) {
   Ball total;
   m.weights->Total(total, prec + 4);
   if (!m.survival) {
@@ -933,7 +933,7 @@ QuarnFloat QuarnMP_g01gbc(QuarnFloat t, QuarnFloat df, QuarnFloat delta, QuarnFl
   double yd = dfd / (td * td + dfd);
   if (!std::isfinite(yd)) yd = 0.0;
   const bool survival = yd < bd / (0.5 + mud + bd);
-  auto mixtures = [&](arb_srcptr x, arb_srcptr y, const std::function<void(const Mixture&, const Mixture&)>& use) {
+  auto mixtures = [&](arb_srcptr x, arb_srcptr y, quarn::FunctionRef<void(const Mixture&, const Mixture&)> use) {
     BetaTerms p_terms(0.5, x, y, b), q_terms(1.0, x, y, b);
     Weights p_weights(mu, 0.0), q_weights(mu, 0.5);
     use(Mixture{&p_terms, 0.5, &p_weights, survival}, Mixture{&q_terms, 1.0, &q_weights, survival});
